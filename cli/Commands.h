@@ -1,0 +1,30 @@
+// Subcommands of the `kelno` command-line tool.
+//
+// Each subcommand lives in its own file and adds itself to the application through one
+// register function called from main.cpp. A subcommand prints its result as JSON on standard
+// output; on failure it writes one line to standard error and throws CliFailure, which main
+// turns into exit code 1.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include <stdexcept>
+#include <string>
+
+namespace KelnoCli {
+
+// A failure already reported to the user; carries the exit code.
+class CliFailure : public std::runtime_error {
+  public:
+    explicit CliFailure(const std::string& what, int exitCode = 1)
+        : std::runtime_error(what), m_exitCode(exitCode) {}
+    int exitCode() const { return m_exitCode; }
+
+  private:
+    int m_exitCode;
+};
+
+// Writes "kelno: <message>" to standard error and throws CliFailure.
+[[noreturn]] void fail(const std::string& message, int exitCode = 1);
+
+} // namespace KelnoCli
