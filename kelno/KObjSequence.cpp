@@ -124,16 +124,35 @@ inline bool atLineEnd(const char* p, const char* end) { return p == end || *p ==
 const double kExactPowersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
                                     1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
 
+// Converts the text [first, last), which the stream grammar accepted and which holds at least one
+// mantissa digit, the way the stream converts it (strtod, correctly rounded). Returns false on
+// overflow, with `value` set to +/-max as the stream sets it.
+bool convertSlow(const char* first, const char* last, double& value) {
+    if (*first == '+')
+        ++first; // fast_float takes no leading '+'
+    double result = 0.0;
+    fast_float::from_chars(first, last, result);
+    if (std::isinf(result)) {
+        value = result > 0 ? std::numeric_limits<double>::max() : -std::numeric_limits<double>::max();
+        return false;
+    }
+    value = result;
+    return true;
+}
+
 // One `stream >> double` on the current line. Returns false where the stream would set its
 // fail bit (later extractions then do nothing); `value` is then what the stream stores on
 // failure (0 for no number, +/-max on overflow), or left alone when the line had no more text.
 //
 // The characters are taken by the stream's own grammar first (sign, digits, one point, one
 // exponent marker with optional sign), because the stream converts exactly that text and fails
-// when the conversion does not use all of it ("1e", "."). Short numbers are converted here
+// when the conversion does not use all of it ("1e", "."). Numbers of up to 19 digits whose
+// value is exact in a double and whose scale is a power of ten up to 1e22 are converted here
 // exactly (Clinger's fast path: both operands exact, one correctly rounded operation); the rest
 // go to fast_float, which rounds correctly like strtod. Either way the result equals strtod's.
 inline bool extractDouble(const char*& p, const char* end, double& value) {
+    if (p != end && *p == ' ')
+        ++p;
     while (p != end && isLineBlank(*p))
         ++p;
     if (atLineEnd(p, end))
@@ -145,82 +164,67 @@ inline bool extractDouble(const char*& p, const char* end, double& value) {
         negative = *p == '-';
         ++p;
     }
-    const char* const unsignedStart = p;
 
+    // Every digit goes into the mantissa while there are at most 19 (no overflow); longer
+    // numbers take the slow path, so the count is all that needs checking afterwards.
     std::uint64_t mantissa = 0;
-    std::int64_t significantDigits = 0;
-    std::int64_t fractionDigits = 0;
-    bool foundMantissa = false;
-    bool foundPoint = false;
-    while (p != end) {
-        const char c = *p;
-        if (isDigit(c)) {
-            foundMantissa = true;
-            if (mantissa != 0 || c != '0') {
-                if (significantDigits < 19)
-                    mantissa = mantissa * 10 + static_cast<std::uint64_t>(c - '0');
-                ++significantDigits;
-            }
-            if (foundPoint)
-                ++fractionDigits;
-        } else if (c == '.' && !foundPoint) {
-            foundPoint = true;
-        } else {
-            break;
-        }
+    const char* const integerStart = p;
+    while (p != end && isDigit(*p)) {
+        mantissa = mantissa * 10 + static_cast<unsigned>(*p - '0');
         ++p;
+    }
+    std::ptrdiff_t digits = p - integerStart;
+    std::ptrdiff_t fractionDigits = 0;
+    if (p != end && *p == '.') {
+        ++p;
+        const char* const fractionStart = p;
+        while (p != end && isDigit(*p)) {
+            mantissa = mantissa * 10 + static_cast<unsigned>(*p - '0');
+            ++p;
+        }
+        fractionDigits = p - fractionStart;
+        digits += fractionDigits;
+    }
+    if (digits == 0) {
+        value = 0.0;
+        return false;
     }
 
     std::int64_t exponent = 0;
-    if (p != end && (*p == 'e' || *p == 'E') && foundMantissa) {
+    if (p != end && (*p == 'e' || *p == 'E')) {
         ++p;
         bool negativeExponent = false;
         if (p != end && (*p == '+' || *p == '-')) {
             negativeExponent = *p == '-';
             ++p;
         }
-        int exponentDigits = 0;
+        const char* const exponentStart = p;
         while (p != end && isDigit(*p)) {
             if (exponent < 100000000)
                 exponent = exponent * 10 + (*p - '0');
-            ++exponentDigits;
             ++p;
         }
-        if (exponentDigits == 0) {
+        if (p == exponentStart) {
             value = 0.0;
             return false;
         }
         if (negativeExponent)
             exponent = -exponent;
     }
-    if (!foundMantissa) {
-        value = 0.0;
-        return false;
-    }
 
     const std::int64_t scale = exponent - fractionDigits;
-    double result = 0.0;
-    if (significantDigits <= 19 && mantissa <= (std::uint64_t(1) << 53) && scale >= -22 && scale <= 22) {
-        result = static_cast<double>(mantissa);
+    if (digits <= 19 && mantissa <= (std::uint64_t(1) << 53) && scale >= -22 && scale <= 22) {
+        double result = static_cast<double>(mantissa);
         result = scale >= 0 ? result * kExactPowersOfTen[scale] : result / kExactPowersOfTen[-scale];
-        if (negative)
-            result = -result;
-    } else {
-        // fast_float takes no leading '+'.
-        const char* text = negative ? start : unsignedStart;
-        fast_float::from_chars(text, p, result);
-        if (std::isinf(result)) {
-            value = result > 0 ? std::numeric_limits<double>::max() : -std::numeric_limits<double>::max();
-            return false;
-        }
+        value = negative ? -result : result;
+        return true;
     }
-    value = result;
-    return true;
+    return convertSlow(start, p, value);
 }
 
-// strtol(token, nullptr, 10) on one face token ending at a blank or the line's end, then minus
-// one, narrowed to int as a two's-complement conversion narrows. Moves `p` to the token's end.
-inline int faceIndexMinusOne(const char*& p, const char* end) {
+// strtol on a token that does not start with a plain digit run of at most 18 digits: leading
+// blank space, a sign, or a run long enough to need strtol's clamping to the long range.
+std::uint64_t tokenValueSlow(const char*& p, const char* end) {
     while (p != end && *p != ' ' && *p != '\n' && isLineBlank(*p))
         ++p;
     bool negative = false;
@@ -228,7 +232,7 @@ inline int faceIndexMinusOne(const char*& p, const char* end) {
         negative = *p == '-';
         ++p;
     }
-    // strtol clamps to LONG_MIN/LONG_MAX; long is 64-bit where the library is built.
+    // long is 64-bit where the library is built.
     const std::uint64_t limit = negative ? (std::uint64_t(1) << 63) : (std::uint64_t(1) << 63) - 1;
     std::uint64_t magnitude = 0;
     bool overflow = false;
@@ -244,9 +248,25 @@ inline int faceIndexMinusOne(const char*& p, const char* end) {
         }
         ++p;
     }
+    return negative ? (0 - magnitude) : magnitude;
+}
+
+// strtol(token, nullptr, 10) on one face token ending at a blank or the line's end, then minus
+// one, narrowed to int as a two's-complement conversion narrows. Moves `p` to the token's end.
+inline int faceIndexMinusOne(const char*& p, const char* end) {
+    const char* const start = p;
+    std::uint64_t value = 0;
+    while (p != end && isDigit(*p)) {
+        value = value * 10 + static_cast<unsigned>(*p - '0');
+        ++p;
+    }
+    if (p == start || p - start > 18) {
+        p = start;
+        value = tokenValueSlow(p, end);
+    }
+    // Texture and normal indices ("/t/n") and anything else up to the token's end are skipped.
     while (p != end && *p != ' ' && *p != '\n')
         ++p;
-    const std::uint64_t value = negative ? (0 - magnitude) : magnitude;
     return static_cast<int>(static_cast<std::uint32_t>(value - 1));
 }
 
