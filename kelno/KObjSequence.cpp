@@ -2,19 +2,16 @@
 
 #include <fast_float/fast_float.h>
 
-#include <cerrno>
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
+#include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <limits>
 #include <memory>
+#include <new>
 
-#if !defined(_WIN32)
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ != __ORDER_LITTLE_ENDIAN__
+#error "the OBJ reader's digit scanning assumes a little-endian machine"
 #endif
 
 namespace Kelno {
@@ -117,12 +114,59 @@ std::string ObjSequenceFileName(const std::string& path, int frame, int frameOff
 namespace {
 
 // Blank space as the classic locale's isspace sees it, without the line's own end.
+// Bytes read and parsed at a time: large enough that the read calls cost nothing, small enough
+// to stay in the second-level cache until they are parsed.
+const std::size_t kReadBlockBytes = std::size_t(1) << 20;
+
 inline bool isLineBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\v' || c == '\f'; }
 
 inline bool atLineEnd(const char* p, const char* end) { return p == end || *p == '\n'; }
 
 const double kExactPowersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
                                     1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+
+// Eight bytes at p, first byte lowest (the reader assumes a little-endian machine, checked below).
+inline std::uint64_t load8(const char* p) {
+    std::uint64_t word;
+    std::memcpy(&word, p, sizeof word);
+    return word;
+}
+
+// Reads a run of decimal digits starting at p, eight bytes at a time while eight bytes remain,
+// appending them to `value` (value * 10^n + run). Returns the number of digits read and moves p
+// past them. Digits past the 19th overflow `value`; callers check the count.
+inline std::ptrdiff_t appendDigits(const char*& p, const char* end, std::uint64_t& value) {
+    const char* const start = p;
+    while (end - p >= 8) {
+        // Per byte: b ^ '0' is 0..9 exactly for a digit; a set high nibble, or a low nibble that
+        // carries into bit 4 when 6 is added, marks a non-digit. No carry crosses a byte.
+        const std::uint64_t bytes = load8(p) ^ 0x3030303030303030ULL;
+        const std::uint64_t nonDigit =
+            (bytes & 0xF0F0F0F0F0F0F0F0ULL) |
+            (((bytes & 0x0F0F0F0F0F0F0F0FULL) + 0x0606060606060606ULL) & 0x1010101010101010ULL);
+        const int count = nonDigit == 0 ? 8 : __builtin_ctzll(nonDigit) / 8;
+        if (count == 0)
+            return p - start;
+        // Keep the run's bytes, moved to the top so the unused low bytes read as leading zeros,
+        // then combine pairs, quads and the two halves with multiplications.
+        std::uint64_t run = count == 8 ? bytes : bytes << (8 * (8 - count));
+        run = run * 10 + (run >> 8);
+        run = (((run & 0x000000FF000000FFULL) * (100 + (1000000ULL << 32))) +
+               (((run >> 16) & 0x000000FF000000FFULL) * (1 + (10000ULL << 32)))) >>
+              32;
+        static const std::uint64_t kPowers[] = {1,      10,      100,      1000,     10000,
+                                                100000, 1000000, 10000000, 100000000};
+        value = value * kPowers[count] + run;
+        p += count;
+        if (count < 8)
+            return p - start;
+    }
+    while (p != end && isDigit(*p)) {
+        value = value * 10 + static_cast<unsigned>(*p - '0');
+        ++p;
+    }
+    return p - start;
+}
 
 // Converts the text [first, last), which the stream grammar accepted and which holds at least one
 // mantissa digit, the way the stream converts it (strtod, correctly rounded). Returns false on
@@ -168,21 +212,11 @@ inline bool extractDouble(const char*& p, const char* end, double& value) {
     // Every digit goes into the mantissa while there are at most 19 (no overflow); longer
     // numbers take the slow path, so the count is all that needs checking afterwards.
     std::uint64_t mantissa = 0;
-    const char* const integerStart = p;
-    while (p != end && isDigit(*p)) {
-        mantissa = mantissa * 10 + static_cast<unsigned>(*p - '0');
-        ++p;
-    }
-    std::ptrdiff_t digits = p - integerStart;
+    std::ptrdiff_t digits = appendDigits(p, end, mantissa);
     std::ptrdiff_t fractionDigits = 0;
     if (p != end && *p == '.') {
         ++p;
-        const char* const fractionStart = p;
-        while (p != end && isDigit(*p)) {
-            mantissa = mantissa * 10 + static_cast<unsigned>(*p - '0');
-            ++p;
-        }
-        fractionDigits = p - fractionStart;
+        fractionDigits = appendDigits(p, end, mantissa);
         digits += fractionDigits;
     }
     if (digits == 0) {
@@ -216,10 +250,34 @@ inline bool extractDouble(const char*& p, const char* end, double& value) {
     if (digits <= 19 && mantissa <= (std::uint64_t(1) << 53) && scale >= -22 && scale <= 22) {
         double result = static_cast<double>(mantissa);
         result = scale >= 0 ? result * kExactPowersOfTen[scale] : result / kExactPowersOfTen[-scale];
-        value = negative ? -result : result;
+        // The sign goes in without a branch: it is unpredictable in real data.
+        std::uint64_t bits;
+        std::memcpy(&bits, &result, sizeof bits);
+        bits |= static_cast<std::uint64_t>(negative) << 63;
+        std::memcpy(&value, &bits, sizeof bits);
         return true;
     }
     return convertSlow(start, p, value);
+}
+
+// The first blank or newline at or after p (or end), eight bytes at a time: a byte equal to
+// the one looked for becomes zero after the xor, and the classic zero-byte test marks the
+// lowest such byte exactly (false marks can only appear above a true one).
+inline const char* tokenEnd(const char* p, const char* end) {
+    const std::uint64_t ones = 0x0101010101010101ULL;
+    const std::uint64_t highs = 0x8080808080808080ULL;
+    while (end - p >= 8) {
+        const std::uint64_t bytes = load8(p);
+        const std::uint64_t blank = bytes ^ (ones * ' ');
+        const std::uint64_t newline = bytes ^ (ones * '\n');
+        const std::uint64_t found = ((blank - ones) & ~blank & highs) | ((newline - ones) & ~newline & highs);
+        if (found != 0)
+            return p + __builtin_ctzll(found) / 8;
+        p += 8;
+    }
+    while (p != end && *p != ' ' && *p != '\n')
+        ++p;
+    return p;
 }
 
 // strtol on a token that does not start with a plain digit run of at most 18 digits: leading
@@ -256,17 +314,14 @@ std::uint64_t tokenValueSlow(const char*& p, const char* end) {
 inline int faceIndexMinusOne(const char*& p, const char* end) {
     const char* const start = p;
     std::uint64_t value = 0;
-    while (p != end && isDigit(*p)) {
-        value = value * 10 + static_cast<unsigned>(*p - '0');
-        ++p;
-    }
-    if (p == start || p - start > 18) {
+    const std::ptrdiff_t digits = appendDigits(p, end, value);
+    if (digits == 0 || digits > 18) {
         p = start;
         value = tokenValueSlow(p, end);
     }
     // Texture and normal indices ("/t/n") and anything else up to the token's end are skipped.
-    while (p != end && *p != ' ' && *p != '\n')
-        ++p;
+    if (p != end && *p != ' ' && *p != '\n')
+        p = tokenEnd(p, end);
     return static_cast<int>(static_cast<std::uint32_t>(value - 1));
 }
 
@@ -277,8 +332,12 @@ inline const char* nextLine(const char* p, const char* end) {
 
 } // namespace
 
-void ParseObjBuffer(const char* data, std::size_t size, KObjMesh& mesh) {
-    mesh.clear();
+namespace {
+
+// Parses whole lines (the last one may lack its newline) and appends what they give to the mesh.
+// Every line is read on its own, so parsing a text in pieces cut after newlines gives the same
+// mesh as parsing it at once.
+void appendObjLines(const char* data, std::size_t size, KObjMesh& mesh) {
     if (data == nullptr || size == 0)
         return;
     const char* p = data;
@@ -306,8 +365,7 @@ void ParseObjBuffer(const char* data, std::size_t size, KObjMesh& mesh) {
             while (!atLineEnd(p, end)) {
                 mesh.polygonConnects.push_back(faceIndexMinusOne(p, end));
                 ++count;
-                if (p != end && *p == ' ')
-                    ++p;
+                p += (p != end && *p == ' ') ? 1 : 0;
             }
             mesh.polygonCounts.push_back(count);
             if (p != end)
@@ -318,71 +376,62 @@ void ParseObjBuffer(const char* data, std::size_t size, KObjMesh& mesh) {
     }
 }
 
+} // namespace
+
+void ParseObjBuffer(const char* data, std::size_t size, KObjMesh& mesh) {
+    mesh.clear();
+    appendObjLines(data, size, mesh);
+}
+
 std::string ObjOpenFailureMessage(const std::string& fileName) {
     return "Failed to open the file: " + fileName;
 }
 
-namespace {
-
-struct FreeDeleter {
-    void operator()(char* p) const { std::free(p); }
-};
-
-} // namespace
-
 bool ReadObjFile(const std::string& fileName, KObjMesh& mesh) {
     mesh.clear();
-#if !defined(_WIN32)
-    // One read of the whole file into an uninitialised buffer (a zero-filled std::vector would
-    // touch every byte twice). No memory mapping: a cache file rewritten while it is mapped
-    // would kill the host with SIGBUS.
-    const int fd = ::open(fileName.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
+    std::FILE* file = std::fopen(fileName.c_str(), "rb");
+    if (file == nullptr)
         return false;
-    struct stat info;
-    const bool regular = ::fstat(fd, &info) == 0 && S_ISREG(info.st_mode);
-    // A regular file is read up to the size it has now; pipes and the like until they end.
-    std::size_t capacity = regular ? static_cast<std::size_t>(info.st_size) : std::size_t(1) << 16;
-    std::unique_ptr<char, FreeDeleter> buffer(static_cast<char*>(std::malloc(capacity + 1)));
-    std::size_t size = 0;
+    // The file is read in large blocks into one buffer and parsed a block's whole lines at a
+    // time; the partial line at a block's end moves to the front and the next block is read
+    // behind it. Compared with reading the whole file into one buffer this keeps the bytes in
+    // cache between read and parse and needs no file-sized allocation (which the kernel would
+    // page-fault and zero on every frame); compared with memory mapping it cannot kill the host
+    // with SIGBUS when a cache file is rewritten while it is being read. The stream's own
+    // buffering is switched off: each block is one read call straight into our buffer.
+    std::setvbuf(file, nullptr, _IONBF, 0);
+    std::size_t capacity = kReadBlockBytes;
+    std::unique_ptr<char[]> buffer(new (std::nothrow) char[capacity]);
+    std::size_t carried = 0;
     while (buffer) {
-        if (size == capacity) {
-            if (regular)
-                break;
-            char* grown = static_cast<char*>(std::realloc(buffer.get(), 2 * capacity + 1));
-            if (grown == nullptr)
-                break;
-            buffer.release();
-            buffer.reset(grown);
-            capacity *= 2;
-        }
-        const ssize_t got = ::read(fd, buffer.get() + size, capacity - size);
-        if (got < 0 && errno == EINTR)
-            continue;
-        if (got <= 0)
+        const std::size_t got = std::fread(buffer.get() + carried, 1, capacity - carried, file);
+        if (got == 0) {
+            appendObjLines(buffer.get(), carried, mesh); // the last line, without its newline
             break;
-        size += static_cast<std::size_t>(got);
+        }
+        const std::size_t filled = carried + got;
+        std::size_t complete = filled;
+        while (complete > 0 && buffer[complete - 1] != '\n')
+            --complete;
+        if (complete == 0) {
+            // No newline yet: a line longer than the buffer. Grow it and read on.
+            carried = filled;
+            if (carried == capacity) {
+                std::unique_ptr<char[]> grown(new (std::nothrow) char[2 * capacity]);
+                if (!grown)
+                    break;
+                std::memcpy(grown.get(), buffer.get(), carried);
+                buffer = std::move(grown);
+                capacity *= 2;
+            }
+            continue;
+        }
+        appendObjLines(buffer.get(), complete, mesh);
+        carried = filled - complete;
+        std::memmove(buffer.get(), buffer.get() + complete, carried);
     }
-    ::close(fd);
-    ParseObjBuffer(buffer.get(), size, mesh);
+    std::fclose(file);
     return true;
-#else
-    std::ifstream file(fileName, std::ios::binary);
-    if (!file.is_open())
-        return false;
-    file.seekg(0, std::ios::end);
-    const std::streamoff length = file.tellg();
-    file.seekg(0, std::ios::beg);
-    if (length <= 0)
-        return true;
-    std::unique_ptr<char, FreeDeleter> buffer(
-        static_cast<char*>(std::malloc(static_cast<std::size_t>(length))));
-    if (!buffer)
-        return true;
-    file.read(buffer.get(), length);
-    ParseObjBuffer(buffer.get(), static_cast<std::size_t>(file.gcount()), mesh);
-    return true;
-#endif
 }
 
 } // namespace Kelno

@@ -87,9 +87,11 @@ struct KObjMesh {
 
 // Reads an OBJ file into `mesh` (which is cleared first). Returns false when the file cannot be
 // opened (the mesh is then empty; the caller reports "Failed to open the file: <name>", see
-// ObjOpenFailureMessage), true otherwise, even when nothing in the file was usable. A path that
-// names a directory opens but reads as an empty file, as a text stream would. The bytes are
-// read in one go and parsed as ParseObjBuffer does.
+// ObjOpenFailureMessage), true otherwise, even when nothing in it was usable. A path that names a
+// directory opens but reads as an empty file, as a text stream would. The file is read in large
+// blocks (1 MiB, one read call each, into one buffer reused for the whole file; lines longer than
+// a block grow it) and parsed exactly as ParseObjBuffer parses the whole text. No memory mapping:
+// a cache file rewritten while it is mapped would kill the host.
 KELNO_API bool ReadObjFile(const std::string& fileName, KObjMesh& mesh);
 
 // Parses `size` bytes of OBJ text into `mesh` (cleared first). The buffer need not end with a
