@@ -113,31 +113,36 @@ std::string ObjSequenceFileName(const std::string& path, int frame, int frameOff
 
 namespace {
 
-// Blank space as the classic locale's isspace sees it, without the line's own end.
+// The parser below works on a text whose end is marked by a newline (the sentinel, at `end`)
+// followed by at least kPadding readable bytes, so that it can test for the end of a line
+// without also testing for the end of the text and can load eight bytes at a time anywhere up
+// to the sentinel. The callers provide that without copying the bulk of the text.
+const std::size_t kPadding = 16;
+
 // Bytes read and parsed at a time: large enough that the read calls cost nothing, small enough
 // to stay in the second-level cache until they are parsed.
 const std::size_t kReadBlockBytes = std::size_t(1) << 20;
 
+// Blank space as the classic locale's isspace sees it, without the newline.
 inline bool isLineBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\v' || c == '\f'; }
-
-inline bool atLineEnd(const char* p, const char* end) { return p == end || *p == '\n'; }
 
 const double kExactPowersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
                                     1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
 
-// Eight bytes at p, first byte lowest (the reader assumes a little-endian machine, checked below).
+// Eight bytes at p, first byte lowest (the reader assumes a little-endian machine, checked above).
 inline std::uint64_t load8(const char* p) {
     std::uint64_t word;
     std::memcpy(&word, p, sizeof word);
     return word;
 }
 
-// Reads a run of decimal digits starting at p, eight bytes at a time while eight bytes remain,
-// appending them to `value` (value * 10^n + run). Returns the number of digits read and moves p
-// past them. Digits past the 19th overflow `value`; callers check the count.
-inline std::ptrdiff_t appendDigits(const char*& p, const char* end, std::uint64_t& value) {
+// Reads the run of decimal digits starting at p, eight bytes at a time, appending it to `value`
+// (value * 10^n + run). Returns the number of digits n and moves p past them. Digits past the
+// 19th overflow `value`; callers check the count. The run always ends before the sentinel.
+inline std::ptrdiff_t appendDigits(const char*& p, std::uint64_t& value) {
+    static const std::uint64_t kPowers[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000};
     const char* const start = p;
-    while (end - p >= 8) {
+    for (;;) {
         // Per byte: b ^ '0' is 0..9 exactly for a digit; a set high nibble, or a low nibble that
         // carries into bit 4 when 6 is added, marks a non-digit. No carry crosses a byte.
         const std::uint64_t bytes = load8(p) ^ 0x3030303030303030ULL;
@@ -147,25 +152,18 @@ inline std::ptrdiff_t appendDigits(const char*& p, const char* end, std::uint64_
         const int count = nonDigit == 0 ? 8 : __builtin_ctzll(nonDigit) / 8;
         if (count == 0)
             return p - start;
-        // Keep the run's bytes, moved to the top so the unused low bytes read as leading zeros,
-        // then combine pairs, quads and the two halves with multiplications.
+        // Move the run's bytes to the top so the unused low bytes read as leading zeros, then
+        // combine digit pairs, quads and the two halves with multiplications.
         std::uint64_t run = count == 8 ? bytes : bytes << (8 * (8 - count));
         run = run * 10 + (run >> 8);
         run = (((run & 0x000000FF000000FFULL) * (100 + (1000000ULL << 32))) +
                (((run >> 16) & 0x000000FF000000FFULL) * (1 + (10000ULL << 32)))) >>
               32;
-        static const std::uint64_t kPowers[] = {1,      10,      100,      1000,     10000,
-                                                100000, 1000000, 10000000, 100000000};
         value = value * kPowers[count] + run;
         p += count;
         if (count < 8)
             return p - start;
     }
-    while (p != end && isDigit(*p)) {
-        value = value * 10 + static_cast<unsigned>(*p - '0');
-        ++p;
-    }
-    return p - start;
 }
 
 // Converts the text [first, last), which the stream grammar accepted and which holds at least one
@@ -194,29 +192,22 @@ bool convertSlow(const char* first, const char* last, double& value) {
 // value is exact in a double and whose scale is a power of ten up to 1e22 are converted here
 // exactly (Clinger's fast path: both operands exact, one correctly rounded operation); the rest
 // go to fast_float, which rounds correctly like strtod. Either way the result equals strtod's.
-inline bool extractDouble(const char*& p, const char* end, double& value) {
-    if (p != end && *p == ' ')
+inline bool extractDouble(const char*& p, double& value) {
+    while (isLineBlank(*p))
         ++p;
-    while (p != end && isLineBlank(*p))
-        ++p;
-    if (atLineEnd(p, end))
+    if (*p == '\n')
         return false;
 
     const char* const start = p;
-    bool negative = false;
-    if (*p == '+' || *p == '-') {
-        negative = *p == '-';
-        ++p;
-    }
+    const bool negative = *p == '-';
+    p += (negative || *p == '+') ? 1 : 0;
 
-    // Every digit goes into the mantissa while there are at most 19 (no overflow); longer
-    // numbers take the slow path, so the count is all that needs checking afterwards.
     std::uint64_t mantissa = 0;
-    std::ptrdiff_t digits = appendDigits(p, end, mantissa);
+    std::ptrdiff_t digits = appendDigits(p, mantissa);
     std::ptrdiff_t fractionDigits = 0;
-    if (p != end && *p == '.') {
+    if (*p == '.') {
         ++p;
-        fractionDigits = appendDigits(p, end, mantissa);
+        fractionDigits = appendDigits(p, mantissa);
         digits += fractionDigits;
     }
     if (digits == 0) {
@@ -225,15 +216,12 @@ inline bool extractDouble(const char*& p, const char* end, double& value) {
     }
 
     std::int64_t exponent = 0;
-    if (p != end && (*p == 'e' || *p == 'E')) {
+    if ((*p | 0x20) == 'e') {
         ++p;
-        bool negativeExponent = false;
-        if (p != end && (*p == '+' || *p == '-')) {
-            negativeExponent = *p == '-';
-            ++p;
-        }
+        const bool negativeExponent = *p == '-';
+        p += (negativeExponent || *p == '+') ? 1 : 0;
         const char* const exponentStart = p;
-        while (p != end && isDigit(*p)) {
+        while (isDigit(*p)) {
             if (exponent < 100000000)
                 exponent = exponent * 10 + (*p - '0');
             ++p;
@@ -260,13 +248,13 @@ inline bool extractDouble(const char*& p, const char* end, double& value) {
     return convertSlow(start, p, value);
 }
 
-// The first blank or newline at or after p (or end), eight bytes at a time: a byte equal to
-// the one looked for becomes zero after the xor, and the classic zero-byte test marks the
-// lowest such byte exactly (false marks can only appear above a true one).
-inline const char* tokenEnd(const char* p, const char* end) {
+// The first blank or newline at or after p, eight bytes at a time: a byte equal to the one
+// looked for becomes zero after the xor, and the classic zero-byte test marks the lowest such
+// byte exactly (false marks can only appear above a true one).
+inline const char* tokenEnd(const char* p) {
     const std::uint64_t ones = 0x0101010101010101ULL;
     const std::uint64_t highs = 0x8080808080808080ULL;
-    while (end - p >= 8) {
+    for (;;) {
         const std::uint64_t bytes = load8(p);
         const std::uint64_t blank = bytes ^ (ones * ' ');
         const std::uint64_t newline = bytes ^ (ones * '\n');
@@ -275,18 +263,15 @@ inline const char* tokenEnd(const char* p, const char* end) {
             return p + __builtin_ctzll(found) / 8;
         p += 8;
     }
-    while (p != end && *p != ' ' && *p != '\n')
-        ++p;
-    return p;
 }
 
 // strtol on a token that does not start with a plain digit run of at most 18 digits: leading
 // blank space, a sign, or a run long enough to need strtol's clamping to the long range.
-std::uint64_t tokenValueSlow(const char*& p, const char* end) {
-    while (p != end && *p != ' ' && *p != '\n' && isLineBlank(*p))
+std::uint64_t tokenValueSlow(const char*& p) {
+    while (*p != ' ' && isLineBlank(*p))
         ++p;
     bool negative = false;
-    if (p != end && (*p == '+' || *p == '-')) {
+    if (*p == '+' || *p == '-') {
         negative = *p == '-';
         ++p;
     }
@@ -294,7 +279,7 @@ std::uint64_t tokenValueSlow(const char*& p, const char* end) {
     const std::uint64_t limit = negative ? (std::uint64_t(1) << 63) : (std::uint64_t(1) << 63) - 1;
     std::uint64_t magnitude = 0;
     bool overflow = false;
-    while (p != end && isDigit(*p)) {
+    while (isDigit(*p)) {
         const std::uint64_t digit = static_cast<std::uint64_t>(*p - '0');
         if (!overflow) {
             if (magnitude > (limit - digit) / 10) {
@@ -311,76 +296,87 @@ std::uint64_t tokenValueSlow(const char*& p, const char* end) {
 
 // strtol(token, nullptr, 10) on one face token ending at a blank or the line's end, then minus
 // one, narrowed to int as a two's-complement conversion narrows. Moves `p` to the token's end.
-inline int faceIndexMinusOne(const char*& p, const char* end) {
+inline int faceIndexMinusOne(const char*& p) {
     const char* const start = p;
     std::uint64_t value = 0;
-    const std::ptrdiff_t digits = appendDigits(p, end, value);
+    const std::ptrdiff_t digits = appendDigits(p, value);
     if (digits == 0 || digits > 18) {
         p = start;
-        value = tokenValueSlow(p, end);
+        value = tokenValueSlow(p);
     }
     // Texture and normal indices ("/t/n") and anything else up to the token's end are skipped.
-    if (p != end && *p != ' ' && *p != '\n')
-        p = tokenEnd(p, end);
+    if (*p != ' ' && *p != '\n')
+        p = tokenEnd(p);
     return static_cast<int>(static_cast<std::uint32_t>(value - 1));
 }
 
-inline const char* nextLine(const char* p, const char* end) {
-    const void* newline = std::memchr(p, '\n', static_cast<std::size_t>(end - p));
-    return newline ? static_cast<const char*>(newline) + 1 : end;
-}
-
-} // namespace
-
-namespace {
-
-// Parses whole lines (the last one may lack its newline) and appends what they give to the mesh.
-// Every line is read on its own, so parsing a text in pieces cut after newlines gives the same
-// mesh as parsing it at once.
-void appendObjLines(const char* data, std::size_t size, KObjMesh& mesh) {
-    if (data == nullptr || size == 0)
-        return;
+// Parses the lines of [data, end), where *end is a newline with kPadding readable bytes after
+// it, and appends what they give to the mesh. Every line is read on its own, so parsing a text
+// in pieces cut after newlines gives the same mesh as parsing it at once.
+void appendObjLines(const char* data, const char* end, KObjMesh& mesh) {
     const char* p = data;
-    const char* const end = data + size;
-
-    while (p != end) {
-        const char c0 = *p;
-        const bool hasTwo = end - p >= 2;
-        if (c0 == 'v' && hasTwo && p[1] == ' ') {
+    while (p <= end) {
+        if (p[0] == 'v' && p[1] == ' ') {
             p += 2;
             KObjPoint point{0.0, 0.0, 0.0, 1.0};
-            if (extractDouble(p, end, point.x) && extractDouble(p, end, point.y))
-                extractDouble(p, end, point.z);
+            if (extractDouble(p, point.x) && extractDouble(p, point.y))
+                extractDouble(p, point.z);
             mesh.points.push_back(point);
-            // The usual line ends right after the third number.
-            if (p != end && *p == '\n')
-                ++p;
-            else if (p != end)
-                p = nextLine(p, end);
-        } else if (c0 == 'f' && hasTwo && p[1] == ' ') {
+        } else if (p[0] == 'f' && p[1] == ' ') {
             p += 2;
             int count = 0;
             // getline(stream, token, ' '): a token ends at a blank or the line's end; a blank
             // that is the line's last character starts no further token.
-            while (!atLineEnd(p, end)) {
-                mesh.polygonConnects.push_back(faceIndexMinusOne(p, end));
+            while (*p != '\n') {
+                mesh.polygonConnects.push_back(faceIndexMinusOne(p));
                 ++count;
-                p += (p != end && *p == ' ') ? 1 : 0;
+                p += *p == ' ' ? 1 : 0;
             }
             mesh.polygonCounts.push_back(count);
-            if (p != end)
-                ++p;
-        } else {
-            p = nextLine(p, end);
+        }
+        // The usual record ends right here; other records and the rest of a "v " line are skipped.
+        if (*p != '\n')
+            p = static_cast<const char*>(std::memchr(p, '\n', static_cast<std::size_t>(end - p) + 1));
+        ++p;
+    }
+}
+
+// The last newline in [data, data + size), or null.
+const char* lastNewline(const char* data, std::size_t size) {
+    for (const char* p = data + size; p != data;) {
+        if (*--p == '\n')
+            return p;
+    }
+    return nullptr;
+}
+
+// Parses `size` bytes at `data` whose last line may lack its newline: every whole line whose
+// newline lies at least kPadding bytes before the text's end is parsed where it stands, the rest
+// (a few bytes and at most one line) from a copy that gets the sentinel and the padding.
+void appendObjText(const char* data, std::size_t size, KObjMesh& mesh) {
+    if (data == nullptr || size == 0)
+        return;
+    std::size_t head = 0;
+    if (size > kPadding) {
+        if (const char* newline = lastNewline(data, size - kPadding)) {
+            appendObjLines(data, newline, mesh);
+            head = static_cast<std::size_t>(newline - data) + 1;
         }
     }
+    const std::size_t tail = size - head;
+    if (tail == 0)
+        return;
+    std::unique_ptr<char[]> copy(new char[tail + 1 + kPadding]());
+    std::memcpy(copy.get(), data + head, tail);
+    copy[tail] = '\n';
+    appendObjLines(copy.get(), copy.get() + tail, mesh);
 }
 
 } // namespace
 
 void ParseObjBuffer(const char* data, std::size_t size, KObjMesh& mesh) {
     mesh.clear();
-    appendObjLines(data, size, mesh);
+    appendObjText(data, size, mesh);
 }
 
 std::string ObjOpenFailureMessage(const std::string& fileName) {
@@ -398,26 +394,29 @@ bool ReadObjFile(const std::string& fileName, KObjMesh& mesh) {
     // cache between read and parse and needs no file-sized allocation (which the kernel would
     // page-fault and zero on every frame); compared with memory mapping it cannot kill the host
     // with SIGBUS when a cache file is rewritten while it is being read. The stream's own
-    // buffering is switched off: each block is one read call straight into our buffer.
+    // buffering is switched off: each block is one read call straight into our buffer. The
+    // buffer keeps kPadding bytes beyond its capacity for the parser's word loads.
     std::setvbuf(file, nullptr, _IONBF, 0);
     std::size_t capacity = kReadBlockBytes;
-    std::unique_ptr<char[]> buffer(new (std::nothrow) char[capacity]);
+    std::unique_ptr<char[]> buffer(new (std::nothrow) char[capacity + 1 + kPadding]());
     std::size_t carried = 0;
     while (buffer) {
         const std::size_t got = std::fread(buffer.get() + carried, 1, capacity - carried, file);
         if (got == 0) {
-            appendObjLines(buffer.get(), carried, mesh); // the last line, without its newline
+            // The last line, without its newline: the sentinel goes right behind it.
+            if (carried > 0) {
+                buffer[carried] = '\n';
+                appendObjLines(buffer.get(), buffer.get() + carried, mesh);
+            }
             break;
         }
         const std::size_t filled = carried + got;
-        std::size_t complete = filled;
-        while (complete > 0 && buffer[complete - 1] != '\n')
-            --complete;
-        if (complete == 0) {
+        const char* const newline = lastNewline(buffer.get(), filled);
+        if (newline == nullptr) {
             // No newline yet: a line longer than the buffer. Grow it and read on.
             carried = filled;
             if (carried == capacity) {
-                std::unique_ptr<char[]> grown(new (std::nothrow) char[2 * capacity]);
+                std::unique_ptr<char[]> grown(new (std::nothrow) char[2 * capacity + 1 + kPadding]());
                 if (!grown)
                     break;
                 std::memcpy(grown.get(), buffer.get(), carried);
@@ -426,7 +425,9 @@ bool ReadObjFile(const std::string& fileName, KObjMesh& mesh) {
             }
             continue;
         }
-        appendObjLines(buffer.get(), complete, mesh);
+        // The block's last newline is the sentinel; the partial line behind it is the padding.
+        appendObjLines(buffer.get(), newline, mesh);
+        const std::size_t complete = static_cast<std::size_t>(newline - buffer.get()) + 1;
         carried = filled - complete;
         std::memmove(buffer.get(), buffer.get() + complete, carried);
     }
