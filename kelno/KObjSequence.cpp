@@ -385,9 +385,11 @@ std::string ObjOpenFailureMessage(const std::string& fileName) {
 
 bool ReadObjFile(const std::string& fileName, KObjMesh& mesh) {
     mesh.clear();
-    std::FILE* file = std::fopen(fileName.c_str(), "rb");
-    if (file == nullptr)
+    // Closed however the function is left (the arrays may throw std::bad_alloc while growing).
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream(std::fopen(fileName.c_str(), "rb"), &std::fclose);
+    if (!stream)
         return false;
+    std::FILE* const file = stream.get();
     // The file is read in large blocks into one buffer and parsed a block's whole lines at a
     // time; the partial line at a block's end moves to the front and the next block is read
     // behind it. Compared with reading the whole file into one buffer this keeps the bytes in
@@ -431,7 +433,6 @@ bool ReadObjFile(const std::string& fileName, KObjMesh& mesh) {
         carried = filled - complete;
         std::memmove(buffer.get(), buffer.get() + complete, carried);
     }
-    std::fclose(file);
     return true;
 }
 
