@@ -372,6 +372,10 @@ void appendObjText(const char* data, std::size_t size, KObjMesh& mesh) {
     appendObjLines(copy.get(), copy.get() + tail, mesh);
 }
 
+struct FileCloser {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
 } // namespace
 
 void ParseObjBuffer(const char* data, std::size_t size, KObjMesh& mesh) {
@@ -386,7 +390,7 @@ std::string ObjOpenFailureMessage(const std::string& fileName) {
 bool ReadObjFile(const std::string& fileName, KObjMesh& mesh) {
     mesh.clear();
     // Closed however the function is left (the arrays may throw std::bad_alloc while growing).
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream(std::fopen(fileName.c_str(), "rb"), &std::fclose);
+    std::unique_ptr<std::FILE, FileCloser> stream(std::fopen(fileName.c_str(), "rb"));
     if (!stream)
         return false;
     std::FILE* const file = stream.get();
