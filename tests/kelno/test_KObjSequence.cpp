@@ -428,7 +428,8 @@ TEST(ObjReaderFiles, OtherRecordsAreIgnoredAndOnlyVertexFilesHaveNoFaces) {
 TEST(ObjReaderFiles, RandomMixedTextAgreesWithTheStandardLibraryReader) {
     std::mt19937 random(99);
     const char* heads[] = {"v ", "f ", "vt ", "vn ", "v\t", "f\t", "# ", "", " ", "o ", "v", "f"};
-    const std::string alphabet = "0123456789 ./-+eE\t\rxv";
+    // NUL included: lines are byte strings, not C strings.
+    const std::string alphabet = std::string("0123456789 ./-+eE\t\rxv") + '\0';
     for (int trial = 0; trial < 300; ++trial) {
         std::string text;
         const int lines = static_cast<int>(random() % 30);
