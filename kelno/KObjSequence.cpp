@@ -10,6 +10,10 @@
 #include <memory>
 #include <new>
 
+#if defined(_MSC_VER)
+#include <intrin.h>
+#endif
+
 #if defined(__BYTE_ORDER__) && __BYTE_ORDER__ != __ORDER_LITTLE_ENDIAN__
 #error "the OBJ reader's digit scanning assumes a little-endian machine"
 #endif
@@ -129,6 +133,17 @@ inline bool isLineBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c
 const double kExactPowersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
                                     1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
 
+// Index of the lowest set bit of a non-zero word.
+inline int lowestSetBit(std::uint64_t word) {
+#if defined(_MSC_VER)
+    unsigned long index;
+    _BitScanForward64(&index, word);
+    return static_cast<int>(index);
+#else
+    return __builtin_ctzll(word);
+#endif
+}
+
 // Eight bytes at p, first byte lowest (the reader assumes a little-endian machine, checked above).
 inline std::uint64_t load8(const char* p) {
     std::uint64_t word;
@@ -149,7 +164,7 @@ inline std::ptrdiff_t appendDigits(const char*& p, std::uint64_t& value) {
         const std::uint64_t nonDigit =
             (bytes & 0xF0F0F0F0F0F0F0F0ULL) |
             (((bytes & 0x0F0F0F0F0F0F0F0FULL) + 0x0606060606060606ULL) & 0x1010101010101010ULL);
-        const int count = nonDigit == 0 ? 8 : __builtin_ctzll(nonDigit) / 8;
+        const int count = nonDigit == 0 ? 8 : lowestSetBit(nonDigit) / 8;
         if (count == 0)
             return p - start;
         // Move the run's bytes to the top so the unused low bytes read as leading zeros, then
@@ -260,7 +275,7 @@ inline const char* tokenEnd(const char* p) {
         const std::uint64_t newline = bytes ^ (ones * '\n');
         const std::uint64_t found = ((blank - ones) & ~blank & highs) | ((newline - ones) & ~newline & highs);
         if (found != 0)
-            return p + __builtin_ctzll(found) / 8;
+            return p + lowestSetBit(found) / 8;
         p += 8;
     }
 }
