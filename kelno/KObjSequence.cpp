@@ -151,30 +151,41 @@ inline std::uint64_t load8(const char* p) {
     return word;
 }
 
+const std::uint64_t kIntegerPowersOfTen[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000};
+
+// The digits at the start of the eight bytes at p: returns how many there are (0 to 8) and, when
+// there are any, sets `run` to their value.
+inline int wordDigits(const char* p, std::uint64_t& run) {
+    // Per byte: b ^ '0' is 0..9 exactly for a digit; a set high nibble, or a low nibble that
+    // carries into bit 4 when 6 is added, marks a non-digit. No carry crosses a byte.
+    const std::uint64_t bytes = load8(p) ^ 0x3030303030303030ULL;
+    const std::uint64_t nonDigit =
+        (bytes & 0xF0F0F0F0F0F0F0F0ULL) |
+        (((bytes & 0x0F0F0F0F0F0F0F0FULL) + 0x0606060606060606ULL) & 0x1010101010101010ULL);
+    const int count = nonDigit == 0 ? 8 : lowestSetBit(nonDigit) / 8;
+    if (count == 0)
+        return 0;
+    // Move the run's bytes to the top so the unused low bytes read as leading zeros, then
+    // combine digit pairs, quads and the two halves with multiplications.
+    std::uint64_t value = count == 8 ? bytes : bytes << (8 * (8 - count));
+    value = value * 10 + (value >> 8);
+    run = (((value & 0x000000FF000000FFULL) * (100 + (1000000ULL << 32))) +
+           (((value >> 16) & 0x000000FF000000FFULL) * (1 + (10000ULL << 32)))) >>
+          32;
+    return count;
+}
+
 // Reads the run of decimal digits starting at p, eight bytes at a time, appending it to `value`
 // (value * 10^n + run). Returns the number of digits n and moves p past them. Digits past the
 // 19th overflow `value`; callers check the count. The run always ends before the sentinel.
 inline std::ptrdiff_t appendDigits(const char*& p, std::uint64_t& value) {
-    static const std::uint64_t kPowers[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000};
     const char* const start = p;
     for (;;) {
-        // Per byte: b ^ '0' is 0..9 exactly for a digit; a set high nibble, or a low nibble that
-        // carries into bit 4 when 6 is added, marks a non-digit. No carry crosses a byte.
-        const std::uint64_t bytes = load8(p) ^ 0x3030303030303030ULL;
-        const std::uint64_t nonDigit =
-            (bytes & 0xF0F0F0F0F0F0F0F0ULL) |
-            (((bytes & 0x0F0F0F0F0F0F0F0FULL) + 0x0606060606060606ULL) & 0x1010101010101010ULL);
-        const int count = nonDigit == 0 ? 8 : lowestSetBit(nonDigit) / 8;
+        std::uint64_t run;
+        const int count = wordDigits(p, run);
         if (count == 0)
             return p - start;
-        // Move the run's bytes to the top so the unused low bytes read as leading zeros, then
-        // combine digit pairs, quads and the two halves with multiplications.
-        std::uint64_t run = count == 8 ? bytes : bytes << (8 * (8 - count));
-        run = run * 10 + (run >> 8);
-        run = (((run & 0x000000FF000000FFULL) * (100 + (1000000ULL << 32))) +
-               (((run >> 16) & 0x000000FF000000FFULL) * (1 + (10000ULL << 32)))) >>
-              32;
-        value = value * kPowers[count] + run;
+        value = value * kIntegerPowersOfTen[count] + run;
         p += count;
         if (count < 8)
             return p - start;
@@ -312,12 +323,18 @@ std::uint64_t tokenValueSlow(const char*& p) {
 // strtol(token, nullptr, 10) on one face token ending at a blank or the line's end, then minus
 // one, narrowed to int as a two's-complement conversion narrows. Moves `p` to the token's end.
 inline int faceIndexMinusOne(const char*& p) {
-    const char* const start = p;
     std::uint64_t value = 0;
-    const std::ptrdiff_t digits = appendDigits(p, value);
-    if (digits == 0 || digits > 18) {
-        p = start;
-        value = tokenValueSlow(p);
+    const int count = wordDigits(p, value);
+    if (count != 0 && count < 8) {
+        p += count; // the usual index: up to seven digits
+    } else {
+        const char* const start = p;
+        value = 0;
+        const std::ptrdiff_t digits = appendDigits(p, value);
+        if (digits == 0 || digits > 18) {
+            p = start;
+            value = tokenValueSlow(p);
+        }
     }
     // Texture and normal indices ("/t/n") and anything else up to the token's end are skipped.
     if (*p != ' ' && *p != '\n')
