@@ -27,4 +27,7 @@ class CliFailure : public std::runtime_error {
 // Writes "kelno: <message>" to standard error and throws CliFailure.
 [[noreturn]] void fail(const std::string& message, int exitCode = 1);
 
+// `obj-seq` (the file an OBJ sequence loader reads at a frame) and `obj` (one OBJ file).
+void registerObjCommand(CLI::App& app);
+
 } // namespace KelnoCli

@@ -1,0 +1,176 @@
+// Runs the built `kelno` tool as a user would and checks its JSON, messages and exit codes.
+#include <kelno/KObjSequence.h>
+
+#include "support/KTestData.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+struct RunResult {
+    int exitCode = -1;
+    std::string out;
+    std::string err;
+};
+
+std::string shellQuote(const std::string& text) {
+    std::string quoted = "'";
+    for (char c : text) {
+        if (c == '\'')
+            quoted += "'\\''";
+        else
+            quoted += c;
+    }
+    return quoted + "'";
+}
+
+RunResult runTool(const std::vector<std::string>& args) {
+    char errName[] = "/tmp/kelno_cli_err_XXXXXX";
+    const int errFd = ::mkstemp(errName);
+    EXPECT_GE(errFd, 0);
+    ::close(errFd);
+
+    std::string command = shellQuote(KELNO_TOOL_PATH);
+    for (const std::string& arg : args)
+        command += " " + shellQuote(arg);
+    command += " 2>" + shellQuote(errName);
+
+    RunResult result;
+    FILE* pipe = ::popen(command.c_str(), "r");
+    EXPECT_NE(pipe, nullptr);
+    if (pipe) {
+        char chunk[4096];
+        std::size_t got;
+        while ((got = std::fread(chunk, 1, sizeof chunk, pipe)) > 0)
+            result.out.append(chunk, got);
+        const int status = ::pclose(pipe);
+        result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+    std::ifstream errFile(errName);
+    std::stringstream err;
+    err << errFile.rdbuf();
+    result.err = err.str();
+    std::remove(errName);
+    return result;
+}
+
+const std::string kSamples = std::string(KELNO_SOURCE_DIR) + "/samples/obj_sequence";
+
+// Checks the summary (and, when present, the full arrays) against the library's reader.
+void expectJsonMatchesReader(const nlohmann::json& json, const std::string& fileName, bool full) {
+    Kelno::KObjMesh mesh;
+    ASSERT_TRUE(Kelno::ReadObjFile(fileName, mesh)) << fileName;
+    EXPECT_EQ(json.at("file"), fileName);
+    EXPECT_EQ(json.at("vertices"), mesh.points.size());
+    EXPECT_EQ(json.at("polygons"), mesh.polygonCounts.size());
+    EXPECT_EQ(json.at("faceVertices"), mesh.polygonConnects.size());
+    if (!full) {
+        EXPECT_FALSE(json.contains("points"));
+        EXPECT_FALSE(json.contains("polygonCounts"));
+        return;
+    }
+    const nlohmann::json& points = json.at("points");
+    ASSERT_EQ(points.size(), mesh.points.size());
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        ASSERT_EQ(points[i].size(), 3u);
+        // The JSON numbers round-trip exactly.
+        EXPECT_EQ(points[i][0].get<double>(), mesh.points[i].x);
+        EXPECT_EQ(points[i][1].get<double>(), mesh.points[i].y);
+        EXPECT_EQ(points[i][2].get<double>(), mesh.points[i].z);
+    }
+    EXPECT_EQ(json.at("polygonCounts").get<std::vector<int>>(),
+              static_cast<const std::vector<int>&>(mesh.polygonCounts));
+    EXPECT_EQ(json.at("polygonConnects").get<std::vector<int>>(),
+              static_cast<const std::vector<int>&>(mesh.polygonConnects));
+}
+
+} // namespace
+
+TEST(ObjSeqCommand, ResolvesTheFrameAndReportsThatFilesMesh) {
+    const RunResult run = runTool({"obj-seq", kSamples + "/wave_0001.obj", "3"});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_TRUE(run.err.empty()) << run.err;
+    const nlohmann::json json = nlohmann::json::parse(run.out);
+    expectJsonMatchesReader(json, kSamples + "/wave_0003.obj", false);
+    EXPECT_EQ(json.at("vertices"), 36);
+    EXPECT_EQ(json.at("polygons"), 30);
+    EXPECT_EQ(json.at("faceVertices"), 20 * 4 + 10 * 3);
+    // Keys in the documented order.
+    EXPECT_EQ(run.out.rfind("{\"file\":", 0), 0u) << run.out;
+}
+
+TEST(ObjSeqCommand, OffsetFractionalFramesAndFullArrays) {
+    RunResult run = runTool({"obj-seq", kSamples + "/wave_0001.obj", "7", "--offset", "-2", "--full"});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    expectJsonMatchesReader(nlohmann::json::parse(run.out), kSamples + "/wave_0005.obj", true);
+
+    // Fractional frames truncate toward zero, as the node converts its time.
+    run = runTool({"obj-seq", kSamples + "/wave_0001.obj", "11.9"});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_EQ(nlohmann::json::parse(run.out).at("file"), kSamples + "/wave_0011.obj");
+    run = runTool({"obj-seq", kSamples + "/wave_0001.obj", "-0.5", "--offset", "1"});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_EQ(nlohmann::json::parse(run.out).at("file"), kSamples + "/wave_0001.obj");
+}
+
+TEST(ObjSeqCommand, UnreadableFilesPrintTheLoadersMessageAndExitOne) {
+    struct Case {
+        std::vector<std::string> args;
+        std::string fileInMessage;
+    };
+    const Case cases[] = {
+        {{"obj-seq", kSamples + "/wave_0001.obj", "13"}, kSamples + "/wave_0013.obj"},
+        {{"obj-seq", kSamples + "/wave_0001.obj", "-3"}, kSamples + "/wave_-003.obj"},
+        {{"obj-seq", kSamples + "/wave.obj", "1"}, "NOT A SEQUENCE FILE"},
+        {{"obj-seq", "", "1"}, "NULL"},
+        // Relative paths are rooted at "/" by the name rule.
+        {{"obj-seq", "samples/obj_sequence/wave_0001.obj", "2"}, "/samples/obj_sequence/wave_0002.obj"},
+        {{"obj", "/nonexistent/mesh.obj"}, "/nonexistent/mesh.obj"},
+    };
+    for (const Case& c : cases) {
+        const RunResult run = runTool(c.args);
+        EXPECT_EQ(run.exitCode, 1) << c.fileInMessage;
+        EXPECT_TRUE(run.out.empty()) << run.out;
+        EXPECT_EQ(run.err, "kelno: Failed to open the file: " + c.fileInMessage + "\n");
+    }
+}
+
+TEST(ObjCommand, ReportsOneFileFullyAndAgreesWithTheReader) {
+    RunResult run = runTool({"obj", kSamples + "/wave_0012.obj", "--full"});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    expectJsonMatchesReader(nlohmann::json::parse(run.out), kSamples + "/wave_0012.obj", true);
+
+    const std::string real = "real/obj_sequences/fluid_test/fluid_test_000100.obj";
+    if (KelnoTest::dataExists(real)) {
+        run = runTool({"obj", KelnoTest::dataPath(real), "--full"});
+        ASSERT_EQ(run.exitCode, 0) << run.err;
+        expectJsonMatchesReader(nlohmann::json::parse(run.out), KelnoTest::dataPath(real), true);
+    }
+}
+
+TEST(ObjCommand, HelpOnEveryLevelAndUsageErrors) {
+    for (const std::vector<std::string>& args :
+         {std::vector<std::string>{"--help"}, std::vector<std::string>{"obj-seq", "--help"},
+          std::vector<std::string>{"obj", "--help"}}) {
+        const RunResult run = runTool(args);
+        EXPECT_EQ(run.exitCode, 0);
+        EXPECT_NE(run.out.find("Usage:"), std::string::npos) << run.out;
+    }
+    EXPECT_NE(runTool({"--help"}).out.find("obj-seq"), std::string::npos);
+    EXPECT_NE(runTool({"obj-seq", "--help"}).out.find("--offset"), std::string::npos);
+
+    EXPECT_NE(runTool({"obj"}).exitCode, 0);
+    EXPECT_NE(runTool({"obj-seq", kSamples + "/wave_0001.obj"}).exitCode, 0);
+    EXPECT_NE(runTool({"obj-seq", kSamples + "/wave_0001.obj", "two"}).exitCode, 0);
+    EXPECT_NE(runTool({"obj-seq", kSamples + "/wave_0001.obj", "1e12"}).exitCode, 0);
+}

@@ -1,0 +1,514 @@
+#include <kelno/KObjSequence.h>
+
+#include "support/KTestData.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cfloat>
+#include <climits>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <unistd.h>
+
+using namespace Kelno;
+
+namespace {
+
+// ---------------------------------------------------------------------------------------------
+// A deliberately plain reader built from the standard library, line by line, as the loader's
+// rules describe the format. The fast reader must agree with it bit for bit.
+
+int minusOneAsInt(long value) {
+    return static_cast<int>(static_cast<std::uint32_t>(static_cast<std::uint64_t>(value) - 1u));
+}
+
+void referenceParse(std::istream& in, KObjMesh& mesh) {
+    mesh.clear();
+    std::string line;
+    while (std::getline(in, line)) {
+        const std::string head = line.substr(0, 2);
+        if (head == "v ") {
+            std::istringstream numbers(line.substr(2));
+            double x = 0.0, y = 0.0, z = 0.0;
+            numbers >> x >> y >> z;
+            mesh.points.push_back(KObjPoint{x, y, z, 1.0});
+        } else if (head == "f ") {
+            std::istringstream tokens(line.substr(2));
+            std::string token;
+            int count = 0;
+            while (std::getline(tokens, token, ' ')) {
+                mesh.polygonConnects.push_back(minusOneAsInt(std::strtol(token.c_str(), nullptr, 10)));
+                ++count;
+            }
+            mesh.polygonCounts.push_back(count);
+        }
+    }
+}
+
+KObjMesh referenceParse(const std::string& text) {
+    std::istringstream in(text);
+    KObjMesh mesh;
+    referenceParse(in, mesh);
+    return mesh;
+}
+
+bool referenceRead(const std::string& fileName, KObjMesh& mesh) {
+    std::ifstream in(fileName);
+    if (!in.is_open())
+        return false;
+    referenceParse(in, mesh);
+    return true;
+}
+
+KObjMesh parse(const std::string& text) {
+    KObjMesh mesh;
+    ParseObjBuffer(text.data(), text.size(), mesh);
+    return mesh;
+}
+
+bool sameBits(double a, double b) { return std::memcmp(&a, &b, sizeof a) == 0; }
+
+// Exact comparison: every coordinate bit for bit, every count and index.
+::testing::AssertionResult sameMesh(const KObjMesh& actual, const KObjMesh& expected) {
+    if (actual.points.size() != expected.points.size())
+        return ::testing::AssertionFailure()
+               << "vertex counts differ: " << actual.points.size() << " vs " << expected.points.size();
+    for (std::size_t i = 0; i < actual.points.size(); ++i) {
+        const KObjPoint& a = actual.points[i];
+        const KObjPoint& e = expected.points[i];
+        if (!sameBits(a.x, e.x) || !sameBits(a.y, e.y) || !sameBits(a.z, e.z) || !sameBits(a.w, e.w))
+            return ::testing::AssertionFailure()
+                   << "vertex " << i << " differs: (" << a.x << ", " << a.y << ", " << a.z << ", " << a.w
+                   << ") vs (" << e.x << ", " << e.y << ", " << e.z << ", " << e.w << ")";
+    }
+    if (actual.polygonCounts != expected.polygonCounts)
+        return ::testing::AssertionFailure() << "polygon counts differ";
+    if (actual.polygonConnects != expected.polygonConnects)
+        return ::testing::AssertionFailure() << "polygon connects differ";
+    return ::testing::AssertionSuccess();
+}
+
+// A file in the temporary folder, removed at the end of the test.
+class TempFile {
+  public:
+    explicit TempFile(const std::string& contents) {
+        char pattern[] = "/tmp/kelno_obj_test_XXXXXX";
+        const int fd = ::mkstemp(pattern);
+        EXPECT_GE(fd, 0);
+        m_path = pattern;
+        if (fd >= 0) {
+            EXPECT_EQ(::write(fd, contents.data(), contents.size()), static_cast<ssize_t>(contents.size()));
+            ::close(fd);
+        }
+    }
+    ~TempFile() { std::remove(m_path.c_str()); }
+    const std::string& path() const { return m_path; }
+
+  private:
+    std::string m_path;
+};
+
+} // namespace
+
+// ---------------------------------------------------------------------------------------------
+// PadNumber
+
+TEST(PadNumber, PadsOnTheLeftAndWritesWiderNumbersInFull) {
+    EXPECT_EQ(PadNumber(12, 4), "0012");
+    EXPECT_EQ(PadNumber(0, 4), "0000");
+    EXPECT_EQ(PadNumber(1234, 4), "1234");
+    EXPECT_EQ(PadNumber(12345, 4), "12345");
+    EXPECT_EQ(PadNumber(7, 1), "7");
+    EXPECT_EQ(PadNumber(7, 0), "7");
+    EXPECT_EQ(PadNumber(7, -3), "7");
+    EXPECT_EQ(PadNumber(INT_MAX, 12), "002147483647");
+}
+
+TEST(PadNumber, NegativeNumbersPutTheSignBeforeTheZerosAsPrintfDoes) {
+    EXPECT_EQ(PadNumber(-5, 4), "-005");
+    EXPECT_EQ(PadNumber(-12345, 4), "-12345");
+    EXPECT_EQ(PadNumber(-1, 1), "-1");
+    EXPECT_EQ(PadNumber(INT_MIN, 3), "-2147483648");
+    char expected[64];
+    for (int width = 0; width < 14; ++width) {
+        for (int number : {INT_MIN, -100000, -999, -10, -1, 0, 1, 9, 10, 4711, INT_MAX}) {
+            std::snprintf(expected, sizeof expected, "%0*d", width, number);
+            EXPECT_EQ(PadNumber(number, width), expected) << number << " at width " << width;
+        }
+    }
+}
+
+// ---------------------------------------------------------------------------------------------
+// ObjSequenceFileName
+
+TEST(ObjSequenceFileName, ReplacesTheDigitsByTheOffsetFrame) {
+    EXPECT_EQ(ObjSequenceFileName("/data/seq/mesh_0001.obj", 12, 0), "/data/seq/mesh_0012.obj");
+    EXPECT_EQ(ObjSequenceFileName("/data/seq/mesh_0001.obj", 12, -2), "/data/seq/mesh_0010.obj");
+    EXPECT_EQ(ObjSequenceFileName("/data/seq/mesh_0001.obj", 0, 7), "/data/seq/mesh_0007.obj");
+    // The digits of the name fix position and width only; their value is never used.
+    EXPECT_EQ(ObjSequenceFileName("/data/seq/mesh_9876.obj", 3, 0), "/data/seq/mesh_0003.obj");
+    EXPECT_EQ(ObjSequenceFileName("/data/seq/mesh_0001.obj", 12345, 0), "/data/seq/mesh_12345.obj");
+}
+
+TEST(ObjSequenceFileName, NamesWithoutDigitsOrWithoutAnyPieceAreNotSequences) {
+    EXPECT_EQ(ObjSequenceFileName("", 1, 0), "NULL");
+    EXPECT_EQ(ObjSequenceFileName("/", 1, 0), "NULL");
+    EXPECT_EQ(ObjSequenceFileName("////", 1, 0), "NULL");
+    EXPECT_EQ(ObjSequenceFileName("/data/mesh.obj", 1, 0), "NOT A SEQUENCE FILE");
+    EXPECT_EQ(ObjSequenceFileName("mesh.obj", 1, 0), "NOT A SEQUENCE FILE");
+    // Digits in directories do not make the file a sequence.
+    EXPECT_EQ(ObjSequenceFileName("/shot01/take2/mesh.obj", 1, 0), "NOT A SEQUENCE FILE");
+}
+
+TEST(ObjSequenceFileName, OddButRequiredConsequencesOfTheLiteralRule) {
+    // Always rooted at "/", empty path pieces dropped, a trailing "/" ignored.
+    EXPECT_EQ(ObjSequenceFileName("data/a_01.obj", 1, 0), "/data/a_01.obj");
+    EXPECT_EQ(ObjSequenceFileName("a_01.obj", 3, 0), "/a_03.obj");
+    EXPECT_EQ(ObjSequenceFileName("//data//seq///mesh_01.obj", 2, 0), "/data/seq/mesh_02.obj");
+    EXPECT_EQ(ObjSequenceFileName("/data/seq/mesh_01.obj/", 2, 0), "/data/seq/mesh_02.obj");
+    EXPECT_EQ(ObjSequenceFileName("./seq/../mesh_1.obj", 4, 0), "/./seq/../mesh_4.obj");
+    // Every digit of the name counts towards the width; the number starts at the first digit.
+    EXPECT_EQ(ObjSequenceFileName("/s/shot1_0010.obj", 12, 0), "/s/shot00012.obj");
+    EXPECT_EQ(ObjSequenceFileName("/s/mesh_01.ob2", 5, 0), "/s/mesh_005.ob2");
+    // Middle dot-pieces are dropped; the prefix comes from the first dot-piece only.
+    EXPECT_EQ(ObjSequenceFileName("/s/mesh.0001.obj", 5, 0), "/s/mesh0005.obj");
+    EXPECT_EQ(ObjSequenceFileName("/s/mesh_0001.final.v2.obj", 5, 0), "/s/mesh_00005.obj");
+    // A name starting with a digit has an empty prefix.
+    EXPECT_EQ(ObjSequenceFileName("0001.obj", 5, 0), "/0005.obj");
+    EXPECT_EQ(ObjSequenceFileName("/0001.obj", 5, 0), "/0005.obj");
+    // Without a dot the whole name is also the extension.
+    EXPECT_EQ(ObjSequenceFileName("/s/frame12", 5, 0), "/s/frame05.frame12");
+    // Empty dot-pieces are dropped like empty path pieces, so a leading dot shifts the prefix cut.
+    EXPECT_EQ(ObjSequenceFileName("/s/.cache_01.obj", 5, 0), "/s/cache_005.obj");
+    EXPECT_EQ(ObjSequenceFileName("/s/mesh_01..obj", 5, 0), "/s/mesh_05.obj");
+}
+
+TEST(ObjSequenceFileName, NegativeAndWrappingFrameNumbers) {
+    EXPECT_EQ(ObjSequenceFileName("/s/mesh_0001.obj", -5, 0), "/s/mesh_-005.obj");
+    EXPECT_EQ(ObjSequenceFileName("/s/mesh_0001.obj", 3, -10), "/s/mesh_-007.obj");
+    EXPECT_EQ(ObjSequenceFileName("/s/mesh_0001.obj", INT_MAX, 1), "/s/mesh_-2147483648.obj");
+    EXPECT_EQ(ObjSequenceFileName("/s/mesh_0001.obj", INT_MIN, -1), "/s/mesh_2147483647.obj");
+}
+
+TEST(ObjSequenceFileName, AResolvedNameResolvesAgainToTheSameSequence) {
+    // Property over well-formed names: feeding the name of one frame back in gives the name of
+    // any other frame that fits the width, and the number sits where the digits were.
+    std::mt19937 random(7);
+    const std::string letters = "abcxyz_-";
+    for (int trial = 0; trial < 500; ++trial) {
+        std::string prefix;
+        const int prefixLength = static_cast<int>(random() % 6);
+        for (int i = 0; i < prefixLength; ++i)
+            prefix += letters[random() % letters.size()];
+        const int width = 1 + static_cast<int>(random() % 6);
+        const std::string directory = "/dir" + std::string(random() % 2 ? "/sub" : "");
+        const std::string path =
+            directory + "/" + prefix + std::string(static_cast<std::size_t>(width), '7') + ".obj";
+        const int limit = width >= 6 ? 1000000 : static_cast<int>(std::pow(10, width));
+        const int frameA = static_cast<int>(random() % static_cast<unsigned>(limit));
+        const int frameB = static_cast<int>(random() % static_cast<unsigned>(limit));
+
+        const std::string nameA = ObjSequenceFileName(path, frameA, 0);
+        ASSERT_EQ(nameA, directory + "/" + prefix + PadNumber(frameA, width) + ".obj");
+        EXPECT_EQ(ObjSequenceFileName(nameA, frameB, 0), ObjSequenceFileName(path, frameB, 0)) << path;
+        EXPECT_EQ(ObjSequenceFileName(path, frameA, frameB), ObjSequenceFileName(path, frameA + frameB, 0));
+    }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Reader: face records
+
+TEST(ObjReaderFaces, SlashFormsKeepOnlyTheVertexIndex) {
+    const KObjMesh mesh = parse("f 1/1/1 2/2/2 3/3/3 4/4/4\nf 7//2 8//3 9//1\nf 5/6 6/7 7/8\n");
+    EXPECT_EQ(mesh.polygonCounts, KIntArray({4, 3, 3}));
+    EXPECT_EQ(mesh.polygonConnects, KIntArray({0, 1, 2, 3, 6, 7, 8, 4, 5, 6}));
+    EXPECT_TRUE(mesh.points.empty());
+}
+
+TEST(ObjReaderFaces, BlanksMakeTokensAsGetlineDoes) {
+    // One trailing blank makes no token; two make one empty token (value 0, index -1).
+    EXPECT_EQ(parse("f 1 2 3 ").polygonCounts, KIntArray({3}));
+    const KObjMesh twoTrailing = parse("f 1 2 3  \n");
+    EXPECT_EQ(twoTrailing.polygonCounts, KIntArray({4}));
+    EXPECT_EQ(twoTrailing.polygonConnects, KIntArray({0, 1, 2, -1}));
+    EXPECT_EQ(parse("f 1 2 3    ").polygonCounts, KIntArray({6}));
+    // Two blanks in a row and a blank right after "f ".
+    EXPECT_EQ(parse("f 1  2\n").polygonConnects, KIntArray({0, -1, 1}));
+    EXPECT_EQ(parse("f  1 2\n").polygonConnects, KIntArray({-1, 0, 1}));
+    // "f " with nothing after it is a face record of count 0.
+    const KObjMesh empty = parse("f \nf 1 2 3\nf ");
+    EXPECT_EQ(empty.polygonCounts, KIntArray({0, 3, 0}));
+    EXPECT_EQ(empty.polygonConnects, KIntArray({0, 1, 2}));
+}
+
+TEST(ObjReaderFaces, TabsAndCarriageReturns) {
+    // A tab after the record letter makes the line something else; tabs between indices are
+    // not separators, so strtol reads the first index only.
+    EXPECT_TRUE(parse("f\t1 2 3\n").polygonCounts.empty());
+    const KObjMesh tabs = parse("f 1\t2\t3\n");
+    EXPECT_EQ(tabs.polygonCounts, KIntArray({1}));
+    EXPECT_EQ(tabs.polygonConnects, KIntArray({0}));
+    // strtol skips leading tabs.
+    EXPECT_EQ(parse("f \t5 6\n").polygonConnects, KIntArray({4, 5}));
+    // "\r" stays in the line: after a digit it ends the number, on its own it is an empty token.
+    const KObjMesh crlf = parse("f 1 2 3\r\nf 4 5 6 \r\nf \r\n");
+    EXPECT_EQ(crlf.polygonCounts, KIntArray({3, 4, 1}));
+    EXPECT_EQ(crlf.polygonConnects, KIntArray({0, 1, 2, 3, 4, 5, -1, -1}));
+}
+
+TEST(ObjReaderFaces, ZeroNegativeAndHugeIndicesPassUnresolved) {
+    const KObjMesh mesh = parse("f 0 -1 -2 +5 x 3x\n");
+    EXPECT_EQ(mesh.polygonConnects, KIntArray({-1, -2, -3, 4, -1, 2}));
+    // strtol clamps to the long range; the value minus one is narrowed to 32 bits.
+    const KObjMesh huge =
+        parse("f 99999999999999999999 -99999999999999999999 4294967297 2147483648 -2147483648\n");
+    EXPECT_EQ(huge.polygonConnects, KIntArray({-2, -1, 0, INT_MAX, INT_MAX}));
+}
+
+TEST(ObjReaderFaces, RandomTokensAgreeWithStrtol) {
+    std::mt19937 random(11);
+    const std::string alphabet = "0123456789+-/\t\rx. 0123456789";
+    for (int trial = 0; trial < 2000; ++trial) {
+        std::string line = "f ";
+        const int length = static_cast<int>(random() % 40);
+        for (int i = 0; i < length; ++i)
+            line += alphabet[random() % alphabet.size()];
+        if (random() % 8 == 0)
+            line += std::string(25, '9');
+        const std::string text = line + (random() % 2 ? "\n" : "");
+        ASSERT_TRUE(sameMesh(parse(text), referenceParse(text))) << "line: " << line;
+    }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Reader: vertex records
+
+TEST(ObjReaderVertices, ReadsThreeNumbersAndIgnoresTheRest) {
+    const KObjMesh mesh = parse("v 1 2 3\nv -1.5 2.25e2 -3E-1 0.5 0.6 0.7\nv\t1\t2\t3 \n v 9 9 9\nV 9 9 9\n");
+    ASSERT_EQ(mesh.points.size(), 2u);
+    EXPECT_EQ(mesh.points[0].x, 1.0);
+    EXPECT_EQ(mesh.points[0].y, 2.0);
+    EXPECT_EQ(mesh.points[0].z, 3.0);
+    EXPECT_EQ(mesh.points[0].w, 1.0);
+    EXPECT_EQ(mesh.points[1].x, -1.5);
+    EXPECT_EQ(mesh.points[1].y, 225.0);
+    EXPECT_EQ(mesh.points[1].z, -0.3);
+    EXPECT_EQ(mesh.points[1].w, 1.0);
+    // Within a "v " line, tabs do separate numbers (stream extraction skips all blank space).
+    EXPECT_EQ(parse("v 1\t2\t3\r\n").points.size(), 1u);
+    EXPECT_EQ(parse("v 1\t2\t3\r\n").points[0].z, 3.0);
+}
+
+TEST(ObjReaderVertices, OddLinesFailAsStreamExtractionFails) {
+    struct Case {
+        std::string line;
+        double x, y, z;
+    };
+    const Case cases[] = {
+        {"v ", 0, 0, 0},
+        {"v 1 2", 1, 2, 0},
+        {"v 1 2 ", 1, 2, 0},
+        {"v 1 abc 3", 1, 0, 0},
+        {"v 1e 2 3", 0, 0, 0},
+        {"v 1e+ 2 3", 0, 0, 0},
+        {"v . 2 3", 0, 0, 0},
+        {"v - 2 3", 0, 0, 0},
+        {"v inf 2 3", 0, 0, 0},
+        {"v nan 2 3", 0, 0, 0},
+        {"v 1.5abc 2 3", 1.5, 0, 0},
+        {"v 1.2.3 4", 1.2, 0.3, 4},
+        {"v 1e2e3 4 5", 100, 0, 0},
+        {"v 0x10 2 3", 0, 0, 0},
+        {"v 5. .5 -.5", 5, 0.5, -0.5},
+        {"v +7 +0 -0", 7, 0, 0},
+        {"v 1e999 2 3", DBL_MAX, 0, 0},
+        {"v 2 -1e999 3", 2, -DBL_MAX, 0},
+        {"v 1e-999 4e-320 3", 0, 4e-320, 3},
+        {"v 1,5 2 3", 1, 0, 0},
+    };
+    for (const Case& c : cases) {
+        const KObjMesh mesh = parse(c.line + "\n");
+        ASSERT_EQ(mesh.points.size(), 1u) << c.line;
+        EXPECT_EQ(mesh.points[0].x, c.x) << c.line;
+        EXPECT_EQ(mesh.points[0].y, c.y) << c.line;
+        EXPECT_EQ(mesh.points[0].z, c.z) << c.line;
+        EXPECT_TRUE(sameMesh(mesh, referenceParse(c.line + "\n"))) << c.line;
+    }
+    EXPECT_TRUE(std::signbit(parse("v -0 0 0").points[0].x));
+}
+
+TEST(ObjReaderVertices, NumbersEqualStreamExtractionBitForBit) {
+    std::mt19937_64 random(2024);
+    std::vector<std::string> numbers = {"0",
+                                        "-0",
+                                        "0.1",
+                                        "0.30000000000000004",
+                                        "1.7976931348623157e308",
+                                        "1.7976931348623158e308",
+                                        "1.7976931348623159e308",
+                                        "2.2250738585072011e-308",
+                                        "2.2250738585072014e-308",
+                                        "4.9406564584124654e-324",
+                                        "2.4703282292062327e-324",
+                                        "2.4703282292062328e-324",
+                                        "9007199254740993",
+                                        "9007199254740992.5",
+                                        "123456789012345678901234567890",
+                                        "0.000000000000000000000000000001",
+                                        "00000000000000000000000012.5",
+                                        "1e22",
+                                        "1e23",
+                                        "8.98846567431158e307",
+                                        "+.5e+3",
+                                        "7.e-2",
+                                        "2.5E-0010"};
+    char text[64];
+    for (int i = 0; i < 20000; ++i) {
+        double value;
+        std::uint64_t bits = random();
+        std::memcpy(&value, &bits, sizeof value);
+        if (!std::isfinite(value))
+            continue;
+        switch (i % 5) {
+        case 0:
+            std::snprintf(text, sizeof text, "%.17g", value);
+            break;
+        case 1:
+            std::snprintf(text, sizeof text, "%.6f", std::fmod(value, 1e4));
+            break;
+        case 2:
+            std::snprintf(text, sizeof text, "%.*e", static_cast<int>(random() % 20), value);
+            break;
+        default: {
+            // Random digit strings around the 15-19 digit and fast-path boundaries.
+            std::string digits;
+            const int count = 1 + static_cast<int>(random() % 24);
+            for (int d = 0; d < count; ++d)
+                digits += static_cast<char>('0' + random() % 10);
+            const std::size_t point = random() % (digits.size() + 1);
+            digits.insert(point, ".");
+            const int exponent = static_cast<int>(random() % 80) - 40;
+            std::snprintf(text, sizeof text, "%s%se%d", random() % 2 ? "-" : "", digits.c_str(), exponent);
+            break;
+        }
+        }
+        numbers.push_back(text);
+    }
+    std::string buffer;
+    for (std::size_t i = 0; i < numbers.size(); ++i)
+        buffer += "v " + numbers[i] + " " + numbers[(i * 7 + 3) % numbers.size()] + " 1\n";
+    const KObjMesh expected = referenceParse(buffer);
+    ASSERT_EQ(expected.points.size(), numbers.size());
+    EXPECT_TRUE(sameMesh(parse(buffer), expected));
+}
+
+// ---------------------------------------------------------------------------------------------
+// Reader: whole files
+
+TEST(ObjReaderFiles, OtherRecordsAreIgnoredAndOnlyVertexFilesHaveNoFaces) {
+    const KObjMesh mesh = parse("# comment\nmtllib a.mtl\no obj\ng grp\ns 1\nusemtl m\nvt 0.5 0.5\nvn 0 0 1\n"
+                                "vp 1 2\nl 1 2\n\nv 1 2 3\nv 4 5 6\nv 7 8 9");
+    EXPECT_EQ(mesh.points.size(), 3u);
+    EXPECT_EQ(mesh.points[2].z, 9.0);
+    EXPECT_TRUE(mesh.polygonCounts.empty());
+    EXPECT_TRUE(mesh.polygonConnects.empty());
+}
+
+TEST(ObjReaderFiles, RandomMixedTextAgreesWithTheStandardLibraryReader) {
+    std::mt19937 random(99);
+    const char* heads[] = {"v ", "f ", "vt ", "vn ", "v\t", "f\t", "# ", "", " ", "o ", "v", "f"};
+    const std::string alphabet = "0123456789 ./-+eE\t\rxv";
+    for (int trial = 0; trial < 300; ++trial) {
+        std::string text;
+        const int lines = static_cast<int>(random() % 30);
+        for (int l = 0; l < lines; ++l) {
+            text += heads[random() % (sizeof heads / sizeof heads[0])];
+            const int length = static_cast<int>(random() % 30);
+            for (int i = 0; i < length; ++i)
+                text += alphabet[random() % alphabet.size()];
+            text += '\n';
+        }
+        if (!text.empty() && random() % 2)
+            text.pop_back();
+        ASSERT_TRUE(sameMesh(parse(text), referenceParse(text))) << "text:\n" << text;
+    }
+}
+
+TEST(ObjReaderFiles, ReadsFromDiskAndReportsFilesThatCannotBeOpened) {
+    KObjMesh mesh;
+    mesh.points.push_back(KObjPoint{1, 2, 3, 1});
+    mesh.polygonCounts.push_back(3);
+    EXPECT_FALSE(ReadObjFile("/nonexistent/dir/mesh_0001.obj", mesh));
+    EXPECT_TRUE(mesh.points.empty());
+    EXPECT_TRUE(mesh.polygonCounts.empty());
+    EXPECT_FALSE(ReadObjFile("NOT A SEQUENCE FILE", mesh));
+    EXPECT_FALSE(ReadObjFile("", mesh));
+    EXPECT_EQ(ObjOpenFailureMessage("NULL"), "Failed to open the file: NULL");
+
+    const TempFile empty("");
+    EXPECT_TRUE(ReadObjFile(empty.path(), mesh));
+    EXPECT_TRUE(mesh.points.empty());
+    EXPECT_TRUE(mesh.polygonCounts.empty());
+
+    // A directory opens and reads as nothing, as a text stream does.
+    EXPECT_TRUE(ReadObjFile("/tmp", mesh));
+    EXPECT_TRUE(mesh.points.empty());
+
+    const std::string text = "v 0 0 0\r\nv 1 0 0\r\nv 1 1 0\r\nv 0 1 0\r\nf 1 2 3 4\r\nf 1/1 3/3 4/4";
+    const TempFile quad(text);
+    ASSERT_TRUE(ReadObjFile(quad.path(), mesh));
+    EXPECT_EQ(mesh.points.size(), 4u);
+    EXPECT_EQ(mesh.polygonCounts, KIntArray({4, 3}));
+    EXPECT_EQ(mesh.polygonConnects, KIntArray({0, 1, 2, 3, 0, 2, 3}));
+    KObjMesh expected;
+    ASSERT_TRUE(referenceRead(quad.path(), expected));
+    EXPECT_TRUE(sameMesh(mesh, expected));
+
+    // Reading again replaces, never appends.
+    ASSERT_TRUE(ReadObjFile(quad.path(), mesh));
+    EXPECT_EQ(mesh.points.size(), 4u);
+    EXPECT_EQ(mesh.polygonCounts.size(), 2u);
+}
+
+TEST(ObjReaderFiles, RealSequenceFramesMatchTheStandardLibraryReader) {
+    const std::string first = "real/obj_sequences/fluid_test/fluid_test_000001.obj";
+    KELNO_REQUIRE_DATA(first);
+    const std::string path = KelnoTest::dataPath(first);
+    KObjMesh mesh, expected;
+    std::size_t previousVertices = 0;
+    for (int frame : {1, 2, 60, 125, 249, 250}) {
+        const std::string name = ObjSequenceFileName(path, frame, 0);
+        ASSERT_TRUE(ReadObjFile(name, mesh)) << name;
+        ASSERT_TRUE(referenceRead(name, expected)) << name;
+        EXPECT_TRUE(sameMesh(mesh, expected)) << name;
+        EXPECT_GT(mesh.points.size(), 0u) << name;
+        EXPECT_GT(mesh.polygonCounts.size(), 0u) << name;
+        EXPECT_NE(mesh.points.size(), previousVertices) << "topology should change per frame: " << name;
+        previousVertices = mesh.points.size();
+        for (int index : mesh.polygonConnects)
+            ASSERT_TRUE(index >= 0 && index < mesh.points.length()) << name;
+    }
+    // One past the end of the sequence does not exist.
+    EXPECT_FALSE(ReadObjFile(ObjSequenceFileName(path, 251, 0), mesh));
+}
+
+TEST(ObjReaderFiles, RealScanMatchesTheStandardLibraryReader) {
+    const std::string file = "meshes/bunny.obj";
+    KELNO_REQUIRE_DATA(file);
+    KObjMesh mesh, expected;
+    ASSERT_TRUE(ReadObjFile(KelnoTest::dataPath(file), mesh));
+    ASSERT_TRUE(referenceRead(KelnoTest::dataPath(file), expected));
+    EXPECT_EQ(mesh.points.size(), 35947u);
+    EXPECT_EQ(mesh.polygonCounts.size(), 69451u);
+    EXPECT_TRUE(sameMesh(mesh, expected));
+}
