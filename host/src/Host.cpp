@@ -182,7 +182,7 @@ MStatus MHWRender::MDrawRegistry::registerDrawOverrideCreator(const MString& dra
         mhost::logCall(Host::Call::RegisterDrawOverride, c, r, false);
         return MS::kFailure;
     }
-    s.drawOverrides.push_back(Host::DrawOverrideInfo{c, r, creator});
+    s.drawOverrides.push_back(Host::DrawOverrideInfo{c, r, creator, s.current ? s.current->name : ""});
     mhost::logCall(Host::Call::RegisterDrawOverride, c, r, true);
     return MS::kSuccess;
 }
@@ -299,6 +299,34 @@ void resetSession() {
     s.scripts.clear();
     s.log.clear();
     clearFailures();
+    // In-process plug-ins end with the session, and so do the leftovers of failed loads.
+    auto purge = [&s](const std::string& name) {
+        s.types.erase(
+            std::remove_if(s.types.begin(), s.types.end(),
+                           [&](const std::unique_ptr<mhost::NodeType>& t) { return t->plugin == name; }),
+            s.types.end());
+        s.commands.erase(std::remove_if(s.commands.begin(), s.commands.end(),
+                                        [&](const mhost::CommandType& c) { return c.plugin == name; }),
+                         s.commands.end());
+    };
+    for (auto it = s.plugins.begin(); it != s.plugins.end();) {
+        if ((*it)->handle) {
+            ++it;
+            continue;
+        }
+        purge((*it)->name);
+        it = s.plugins.erase(it);
+    }
+    std::vector<std::shared_ptr<Plugin>> failed;
+    failed.swap(s.failed);
+    for (auto& p : failed)
+        purge(p->name);
+    s.drawOverrides.erase(std::remove_if(s.drawOverrides.begin(), s.drawOverrides.end(),
+                                         [](const DrawOverrideInfo& d) { return !isPluginLoaded(d.plugin); }),
+                          s.drawOverrides.end());
+    s.current = nullptr;
+    for (auto& p : failed)
+        dlclose(p->handle);
 }
 
 void setMayaState(MGlobal::MMayaState state) { session().state = state; }
@@ -356,6 +384,7 @@ MStatus loadPlugin(const std::string& path, std::string* error) {
     plugin->handle = handle;
     plugin->loading = true;
     s.plugins.push_back(plugin);
+    Plugin* previous = s.current;
     s.current = plugin.get();
     MStatus st;
     try {
@@ -363,12 +392,13 @@ MStatus loadPlugin(const std::string& path, std::string* error) {
     } catch (...) {
         st = MS::kFailure;
     }
-    s.current = nullptr;
+    s.current = previous;
     plugin->loading = false;
     if (!st) {
         // The host reports the failure and leaves the plug-in unloaded; what it registered
         // before failing stays registered (nothing undoes it).
         s.plugins.pop_back();
+        s.failed.push_back(plugin);
         if (error)
             *error = "initializePlugin failed: " + std::string(st.errorString().asChar());
         return st;
@@ -400,6 +430,7 @@ MStatus unloadPlugin(const std::string& name) {
     }
     typedef MStatus (*Entry)(MObject);
     auto uninit = reinterpret_cast<Entry>(dlsym(plugin->handle, "uninitializePlugin"));
+    Plugin* previous = s.current;
     s.current = plugin.get();
     MStatus st;
     try {
@@ -407,7 +438,7 @@ MStatus unloadPlugin(const std::string& name) {
     } catch (...) {
         st = MS::kFailure;
     }
-    s.current = nullptr;
+    s.current = previous;
     if (!st)
         return st;
     // Whatever the plug-in left registered goes with it, so the module can be closed safely.
@@ -422,6 +453,16 @@ MStatus unloadPlugin(const std::string& name) {
     dlclose(plugin->handle);
     plugin->handle = nullptr;
     return MS::kSuccess;
+}
+
+MObject inProcessPlugin(const std::string& name) {
+    auto plugin = std::make_shared<Plugin>();
+    plugin->name = name;
+    plugin->path = "<in-process>/" + name;
+    plugin->loading = true;
+    session().plugins.push_back(plugin);
+    session().current = plugin.get();
+    return MObject(plugin);
 }
 
 bool isPluginLoaded(const std::string& name) { return pluginInfo(name) != nullptr; }

@@ -197,6 +197,9 @@ struct Session {
     std::vector<CommandType> commands;
     std::vector<Host::DrawOverrideInfo> drawOverrides;
     std::vector<std::shared_ptr<Plugin>> plugins;
+    // Modules whose initializePlugin failed: kept open (their registrations point into them)
+    // until resetSession purges what they registered.
+    std::vector<std::shared_ptr<Plugin>> failed;
     Plugin* current = nullptr; // the plug-in whose entry point is running
 
     std::vector<Host::Message> messages;

@@ -96,6 +96,7 @@ struct DrawOverrideInfo {
     std::string classification;
     std::string registrantId;
     MHWRender::MDrawRegistry::DrawOverrideCreator creator;
+    std::string plugin; // the plug-in whose entry point registered it
 };
 struct CommandInfo {
     std::string name;
@@ -119,6 +120,9 @@ MStatus loadPlugin(const std::string& path, std::string* error = nullptr);
 // leaving the plug-in loaded, when nodes of its types are in the scene or uninitializePlugin
 // fails.
 MStatus unloadPlugin(const std::string& name);
+// A plug-in object for code linked into the test itself, so that it can build an MFnPlugin and
+// register through it as a loaded module would. It stays "loaded" until resetSession.
+MObject inProcessPlugin(const std::string& name);
 bool isPluginLoaded(const std::string& name);
 const PluginInfo* pluginInfo(const std::string& name);
 

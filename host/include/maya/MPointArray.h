@@ -8,6 +8,12 @@ class MPointArray : public mhost::ValueArray<MPoint> {
   public:
     MPointArray() {}
     MPointArray(const MPoint src[], unsigned int count) : ValueArray(src, count) {}
+    // count points given as x, y, z, w rows.
+    MPointArray(const double src[][4], unsigned int count) {
+        fArray.reserve(count);
+        for (unsigned int i = 0; i < count; ++i)
+            fArray.push_back(MPoint(src[i]));
+    }
     MPointArray(unsigned int initialSize, const MPoint& initialValue = MPoint::origin)
         : ValueArray(initialSize, initialValue) {}
     using ValueArray::append;
