@@ -12,6 +12,14 @@
 
 #include <iostream>
 
+// The two entry points the host looks up by name: C linkage and exported, whatever the
+// library's default symbol visibility.
+#if defined(_WIN32)
+#define KELNO_PLUGIN_ENTRY extern "C" __declspec(dllexport)
+#else
+#define KELNO_PLUGIN_ENTRY extern "C" __attribute__((visibility("default")))
+#endif
+
 namespace {
 
 const KNodeRegistration kNodes[] = {
@@ -54,13 +62,13 @@ void initGL() {
 
 } // namespace
 
-PLUGIN_EXPORT MStatus initializePlugin(MObject obj) {
+KELNO_PLUGIN_ENTRY MStatus initializePlugin(MObject obj) {
     MFnPlugin plugin(obj, "Kelno", "1.0", "Any");
     initGL();
     return KRegisterPlugin(plugin, kTables);
 }
 
-PLUGIN_EXPORT MStatus uninitializePlugin(MObject obj) {
+KELNO_PLUGIN_ENTRY MStatus uninitializePlugin(MObject obj) {
     MFnPlugin plugin(obj, "Unknown", "Unknown", "Any");
     return KDeregisterPlugin(plugin, kTables);
 }

@@ -391,7 +391,12 @@ void markDirty(Node* node, Attribute* attr) {
 
 void valueChanged(Node* node, Attribute* attr) {
     Attribute* top = attr->storage();
-    node->dirty.erase(top);
+    // Other elements of an array may still wait to be pulled through their connections.
+    bool connected = false;
+    for (const auto& in : node->inputs)
+        connected = connected || in.first.first->storage() == top;
+    if (!connected)
+        node->dirty.erase(top);
     auto affected = node->type->affects.find(top);
     if (affected != node->type->affects.end())
         for (Attribute* b : affected->second)
@@ -461,6 +466,8 @@ MStatus connect(const PlugEnd& src, const PlugEnd& dst) {
     if (dst.node->inputs.count(key))
         return MS::kFailure; // already has an incoming connection
     dst.node->inputs[key] = src;
+    if (dst.index >= 0)
+        dst.node->slot(dst.attr, dst.index); // a connected element exists
     src.node->outputs[std::make_pair(src.attr, src.index)].push_back(dst);
     markDirty(dst.node, dst.attr);
     return MS::kSuccess;

@@ -2,6 +2,7 @@
 // pull evaluation, DAG paths, mesh data, modifiers and messages.
 #include <host/Host.h>
 
+#include <maya/MArrayDataHandle.h>
 #include <maya/MDGModifier.h>
 #include <maya/MDagPath.h>
 #include <maya/MDataBlock.h>
@@ -24,6 +25,8 @@
 #include <maya/MThreadUtils.h>
 
 #include <gtest/gtest.h>
+
+#include <vector>
 
 namespace {
 
@@ -74,10 +77,43 @@ class TAdder : public MPxNode {
 MObject TAdder::a, TAdder::b, TAdder::time, TAdder::out, TAdder::colour, TAdder::mode;
 int TAdder::computes = 0;
 
+// total = sum of the elements of the array input "inputs", visited through an array handle.
+class TSum : public MPxNode {
+  public:
+    static MObject inputs, total;
+    static std::vector<unsigned int> lastIndices;
+    static void* creator() { return new TSum; }
+    static MStatus initialize() {
+        MFnNumericAttribute num;
+        inputs = num.create("inputs", "inputs", MFnNumericData::kDouble, 0.0);
+        num.setArray(true);
+        total = num.create("total", "total", MFnNumericData::kDouble, 0.0);
+        addAttribute(inputs);
+        addAttribute(total);
+        return attributeAffects(inputs, total);
+    }
+    MStatus compute(const MPlug& plug, MDataBlock& block) override {
+        if (plug != total)
+            return MS::kUnknownParameter;
+        MArrayDataHandle elements = block.inputArrayValue(inputs);
+        double sum = 0.0;
+        lastIndices.clear();
+        for (unsigned int i = 0; i < elements.elementCount(); ++i, elements.next()) {
+            lastIndices.push_back(elements.elementIndex());
+            sum += elements.inputValue().asDouble();
+        }
+        block.outputValue(total).set(sum);
+        return MS::kSuccess;
+    }
+};
+MObject TSum::inputs, TSum::total;
+std::vector<unsigned int> TSum::lastIndices;
+
 class SceneTest : public testing::Test {
   protected:
     static void SetUpTestSuite() {
         ASSERT_TRUE(Host::registerNodeType("TAdder", 0x7000, &TAdder::creator, &TAdder::initialize));
+        ASSERT_TRUE(Host::registerNodeType("TSum", 0x7001, &TSum::creator, &TSum::initialize));
     }
     void SetUp() override {
         Host::resetSession();
@@ -184,6 +220,22 @@ TEST_F(SceneTest, ConnectionsPullUpstreamAndPropagateDirt) {
     ASSERT_TRUE(Host::disconnect("TAdder1.out", "TAdder2.a"));
     Host::plug("TAdder1.a").setValue(100.0);
     EXPECT_DOUBLE_EQ(out2.asDouble(), 6.0 + 2.0) << "a disconnected input keeps its last value";
+}
+
+TEST_F(SceneTest, ArrayElementsAreConnectedSetAndVisitedByLogicalIndex) {
+    Host::createNode("TAdder");
+    Host::createNode("TSum");
+    ASSERT_TRUE(Host::connect("TAdder1.out", "tSum1.inputs[3]"));
+    ASSERT_TRUE(Host::plug("tSum1.inputs[1]").setValue(10.0));
+    MPlug total = Host::plug("tSum1.total");
+    EXPECT_DOUBLE_EQ(total.asDouble(), 13.5);
+    EXPECT_EQ(TSum::lastIndices, (std::vector<unsigned int>{1, 3}));
+    EXPECT_EQ(Host::plug("tSum1.inputs").numElements(), 2u);
+
+    Host::plug("TAdder1.b").setValue(0);
+    EXPECT_DOUBLE_EQ(total.asDouble(), 11.5) << "an upstream change reaches the element";
+    EXPECT_TRUE(Host::plug("tSum1.inputs[3]").isDestination());
+    EXPECT_FALSE(Host::plug("tSum1.inputs[1]").isDestination());
 }
 
 TEST_F(SceneTest, TimeDrivesConnectedNodes) {
