@@ -366,6 +366,10 @@ MStatus deleteNode(Node* node) {
         p->children.erase(std::remove(p->children.begin(), p->children.end(), node), p->children.end());
     node->parents.clear();
     node->alive = false;
+    // The user object goes now, as in the host, not when the last handle to the node goes: its
+    // code may live in a plug-in that is unloaded before that.
+    delete node->user;
+    node->user = nullptr;
     auto& nodes = session().nodes;
     nodes.erase(std::remove_if(nodes.begin(), nodes.end(),
                                [node](const std::shared_ptr<Node>& n) { return n.get() == node; }),

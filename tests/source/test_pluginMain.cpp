@@ -176,6 +176,17 @@ TEST_F(PluginMainTest, UnloadIsRefusedWhileItsNodesExist) {
     EXPECT_TRUE(unload());
 }
 
+TEST_F(PluginMainTest, TheLoaderRefusesWhatIsNotAPlugin) {
+    std::string error;
+    EXPECT_FALSE(Host::loadPlugin("/nonexistent/Kelno.so", &error));
+    EXPECT_FALSE(error.empty());
+    error.clear();
+    EXPECT_FALSE(Host::loadPlugin(KELNO_BASE_LIBRARY_PATH, &error)) << "a library without the entry points";
+    EXPECT_NE(error.find("initializePlugin"), std::string::npos) << error;
+    ASSERT_TRUE(load());
+    EXPECT_FALSE(Host::loadPlugin(KELNO_PLUGIN_PATH, &error)) << "loaded twice";
+}
+
 TEST_F(PluginMainTest, InteractiveLoadWithoutAGLContextDoesNotCrash) {
     Host::setMayaState(MGlobal::kInteractive);
     ASSERT_TRUE(load());
