@@ -33,11 +33,13 @@ struct TransformNode : MPxNode {
     static void* creator() { return new TransformNode; }
     static MStatus initialize() {
         MFnNumericAttribute fn;
-        translate = fn.create("translate", "t", MFnNumericData::k3Double, 0.0);
+        // Children named translateX ... scaleZ, as on the host's transforms.
+        translate = fn.createPoint("translate", "t");
         fn.setKeyable(true);
-        rotate = fn.create("rotate", "r", MFnNumericData::k3Double, 0.0);
+        rotate = fn.createPoint("rotate", "r");
         fn.setKeyable(true);
-        scale = fn.create("scale", "s", MFnNumericData::k3Double, 1.0);
+        scale = fn.createPoint("scale", "s");
+        fn.setDefault(1.0, 1.0, 1.0);
         fn.setKeyable(true);
         visibility = fn.create("visibility", "v", MFnNumericData::kBoolean, 1.0);
         fn.setKeyable(true);

@@ -66,7 +66,7 @@ MString MPlug::name(MStatus* st) const {
         return MString();
     }
     setStatus(st, MS::kSuccess);
-    return MString(nodeOf(fNode)->name.c_str()) + "." + partialName(false, false, false, false, true, true);
+    return MString(nodeOf(fNode)->name.c_str()) + "." + partialName(false, false, false, false, false, true);
 }
 MString MPlug::partialName(bool includeNodeName, bool, bool, bool, bool useFullAttributePath,
                            bool useLongNames, MStatus* st) const {

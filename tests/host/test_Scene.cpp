@@ -361,3 +361,142 @@ TEST_F(SceneTest, MessagesAndStateAreCaptured) {
 }
 
 } // namespace
+
+namespace {
+
+// out3 = in3 * 2 component-wise, through the compound handles.
+class TDoubler : public MPxNode {
+  public:
+    static MObject in3, out3;
+    static void* creator() { return new TDoubler; }
+    static MStatus initialize() {
+        MFnNumericAttribute num;
+        in3 = num.create("in3", "in3", MFnNumericData::k3Float, 1.0);
+        out3 = num.createPoint("out3", "out3");
+        addAttribute(in3);
+        addAttribute(out3);
+        return attributeAffects(in3, out3);
+    }
+    MStatus compute(const MPlug& plug, MDataBlock& block) override {
+        if (plug != out3 && plug.parent() != out3)
+            return MS::kUnknownParameter;
+        const float3& v = block.inputValue(in3).asFloat3();
+        block.outputValue(out3).set(2.0 * v[0], 2.0 * v[1], 2.0 * v[2]);
+        block.setClean(out3);
+        return MS::kSuccess;
+    }
+};
+MObject TDoubler::in3, TDoubler::out3;
+
+class SceneMoreTest : public testing::Test {
+  protected:
+    static void SetUpTestSuite() {
+        ASSERT_TRUE(Host::registerNodeType("TDoubler", 0x7002, &TDoubler::creator, &TDoubler::initialize));
+    }
+    void SetUp() override { Host::resetSession(); }
+};
+
+TEST_F(SceneMoreTest, CompoundChildrenAreReadWrittenAndNamed) {
+    Host::createNode("TDoubler", "dbl");
+    MPlug in3 = Host::plug("dbl.in3");
+    ASSERT_EQ(in3.numChildren(), 3u);
+    EXPECT_EQ(in3.child(1).name(), "dbl.in31");
+    EXPECT_EQ(in3.child(1).parent(), in3);
+    ASSERT_TRUE(in3.child(1).setValue(4.0f));
+    MPlug out3 = Host::plug("dbl.out3");
+    EXPECT_EQ(out3.child(0).name(), "dbl.out3X");
+    EXPECT_DOUBLE_EQ(out3.child(0).asDouble(), 2.0);
+    EXPECT_DOUBLE_EQ(out3.child(1).asDouble(), 8.0);
+    EXPECT_DOUBLE_EQ(Host::plug("dbl.out3Z").asDouble(), 2.0);
+    // A parent plug has no single number.
+    MStatus st;
+    out3.asDouble(&st);
+    EXPECT_FALSE(st);
+}
+
+TEST_F(SceneMoreTest, ChildToChildConnectionsCarryOneComponent) {
+    Host::createNode("TDoubler", "first");
+    Host::createNode("TDoubler", "second");
+    ASSERT_TRUE(Host::connect("first.out3Y", "second.in30"));
+    Host::plug("first.in31").setValue(5.0f);
+    EXPECT_DOUBLE_EQ(Host::plug("second.out3X").asDouble(), 20.0);
+    EXPECT_DOUBLE_EQ(Host::plug("second.out3Y").asDouble(), 2.0);
+}
+
+TEST_F(SceneMoreTest, WorldSpacePointsFollowTheTransforms) {
+    MPointArray points;
+    points.append(1, 0, 0);
+    points.append(0, 1, 0);
+    points.append(0, 0, 1);
+    int counts[] = {3};
+    int connects[] = {0, 1, 2};
+    MFnMesh fn;
+    MStatus st;
+    MObject transform =
+        fn.create(3, 1, points, MIntArray(counts, 1), MIntArray(connects, 3), MObject::kNullObj, &st);
+    ASSERT_TRUE(st);
+    EXPECT_TRUE(transform.hasFn(MFn::kTransform)) << "without an owner the mesh gets a shape and a transform";
+    MFnDagNode xf(transform);
+    ASSERT_EQ(xf.childCount(), 1u);
+    MObject shape = xf.child(0);
+    EXPECT_TRUE(shape.hasFn(MFn::kMesh));
+
+    const std::string name = MFnDependencyNode(transform).name().asChar();
+    Host::plug(name + ".translateX").setValue(10.0);
+    Host::plug(name + ".scaleY").setValue(3.0);
+    MDagPath path;
+    MDagPath::getAPathTo(shape, path);
+    MPoint world;
+    ASSERT_TRUE(MFnMesh(path).getPoint(1, world, MSpace::kWorld));
+    EXPECT_TRUE(world.isEquivalent(MPoint(10, 3, 0))) << world;
+    MPoint local;
+    MFnMesh(path).getPoint(1, local);
+    EXPECT_EQ(local, MPoint(0, 1, 0));
+}
+
+TEST_F(SceneMoreTest, ReparentingChangesPathsAndDeletionTakesChildren) {
+    MObject a = Host::createNode("transform", "a");
+    MObject b = Host::createNode("transform", "b");
+    MObject shape = Host::createNode("mesh", "leafShape", a);
+    MFnDagNode fb(b);
+    ASSERT_TRUE(fb.addChild(shape));
+    EXPECT_EQ(MFnDagNode(shape).fullPathName(), "|b|leafShape");
+    EXPECT_EQ(MFnDagNode(a).childCount(), 0u);
+    EXPECT_FALSE(MFnDagNode(shape).addChild(a)) << "a shape has no children";
+    ASSERT_TRUE(Host::deleteNode(b));
+    EXPECT_TRUE(shape.isNull());
+    EXPECT_TRUE(Host::findNode("leafShape").isNull());
+    EXPECT_FALSE(Host::deleteNode(Host::findNode("time1"))) << "time1 stays";
+}
+
+TEST_F(SceneMoreTest, ModifierCreatedNodesGoOnUndo) {
+    MDGModifier mod;
+    MStatus st;
+    MObject node = mod.createNode("TDoubler", &st);
+    ASSERT_TRUE(st);
+    ASSERT_TRUE(mod.doIt());
+    EXPECT_FALSE(node.isNull());
+    ASSERT_TRUE(mod.undoIt());
+    EXPECT_TRUE(node.isNull());
+    EXPECT_TRUE(Host::nodesOfType("TDoubler").empty());
+    MDGModifier dagRefused;
+    dagRefused.createNode("transform", &st);
+    EXPECT_FALSE(st) << "DAG nodes need a DAG modifier";
+}
+
+TEST_F(SceneMoreTest, ConnectionsOfANodeAndRefusedConnections) {
+    Host::createNode("TDoubler", "p");
+    Host::createNode("TDoubler", "q");
+    ASSERT_TRUE(Host::connect("p.out3", "q.in3"));
+    MPlugArray plugs;
+    ASSERT_TRUE(MFnDependencyNode(Host::findNode("q")).getConnections(plugs));
+    ASSERT_EQ(plugs.length(), 1u);
+    EXPECT_EQ(plugs[0].name(), "q.in3");
+    EXPECT_FALSE(Host::connect("p.nothing", "q.in3"));
+    EXPECT_FALSE(Host::connect("p.out3", "nobody.in3"));
+    MFnNumericAttribute(TDoubler::in3).setConnectable(false);
+    EXPECT_FALSE(Host::connect("q.out3", "p.in3"));
+    MFnNumericAttribute(TDoubler::in3).setConnectable(true);
+}
+
+} // namespace
