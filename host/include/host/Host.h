@@ -5,6 +5,22 @@
 //
 // Nothing here is part of the host API the plug-in compiles against; plug-in code includes
 // only <maya/...> headers.
+//
+// Where the stand-in is simpler than the host (deliberately; tests must not rely on more):
+//   - node names are unique across the whole scene (the host only needs unique DAG paths), so a
+//     partial path name is the node's own name;
+//   - MEL is not interpreted: MGlobal::executeCommand runs registered plug-in commands and
+//     records everything else as done (kSuccess);
+//   - an output is marked clean once compute returns, whether or not compute called setClean;
+//     dirtiness is kept per attribute (all elements of an array attribute together);
+//   - MStatus::perror writes "<text>: (kCode): <description>"; numbers appended to an MString
+//     print like printf's "%g";
+//   - mesh shapes have no history of their own: their outMesh is a copy of their inMesh, and a
+//     mesh that MFnMesh::create refuses (bad counts or indices, polygons under three vertices)
+//     leaves the data object empty;
+//   - transforms compose scale, rotate (X then Y then Z, radians) and translate only;
+//   - the host keeps no undo queue: command objects are deleted right after doIt.
+// Host type IDs are taken from 0x7fff0001 upwards, a range no plug-in registers.
 #pragma once
 
 #include <maya/MDrawRegistry.h>
