@@ -149,7 +149,8 @@ MPlug MPlug::elementByLogicalIndex(unsigned int i, MStatus* st) const {
     setStatus(st, MS::kSuccess);
     MPlug p(*this);
     p.fIndex = static_cast<int>(i);
-    nodeOf(fNode)->slot(a, p.fIndex); // elements exist once asked for
+    if (Node* n = nodeOf(fNode))
+        n->slot(a, p.fIndex); // elements exist once asked for
     return p;
 }
 unsigned int MPlug::numElements(MStatus* st) const {

@@ -461,10 +461,29 @@ void evaluate(Node* node, Attribute* attr) {
     node->evaluating.erase(top);
 }
 
+namespace {
+// Numbers connect to numbers (numeric, enum, unit), data to data of the same type, matrices
+// to matrices; compounds need the same number of children.
+bool compatible(const Attribute* a, const Attribute* b) {
+    auto numeric = [](const Attribute* x) {
+        return x->kind == Attribute::Numeric || x->kind == Attribute::Enum || x->kind == Attribute::Unit;
+    };
+    if (a->children.size() != b->children.size())
+        return false;
+    if (numeric(a) && numeric(b))
+        return true;
+    if (a->kind == Attribute::Typed && b->kind == Attribute::Typed)
+        return a->dataType == b->dataType || a->dataType == MFnData::kAny || b->dataType == MFnData::kAny;
+    return a->kind == b->kind;
+}
+} // namespace
+
 MStatus connect(const PlugEnd& src, const PlugEnd& dst) {
     if (!src.node || !dst.node || !src.attr || !dst.attr || !src.node->alive || !dst.node->alive)
         return MS::kInvalidParameter;
     if (!src.attr->connectable || !dst.attr->connectable || !src.attr->readable || !dst.attr->writable)
+        return MS::kInvalidParameter;
+    if (!compatible(src.attr, dst.attr))
         return MS::kInvalidParameter;
     auto key = std::make_pair(dst.attr, dst.index);
     if (dst.node->inputs.count(key))

@@ -494,6 +494,9 @@ TEST_F(SceneMoreTest, ConnectionsOfANodeAndRefusedConnections) {
     EXPECT_EQ(plugs[0].name(), "q.in3");
     EXPECT_FALSE(Host::connect("p.nothing", "q.in3"));
     EXPECT_FALSE(Host::connect("p.out3", "nobody.in3"));
+    EXPECT_FALSE(Host::connect("p.out3", "q.in30")) << "a compound into a single number";
+    Host::createNode("mesh", "meshShape");
+    EXPECT_FALSE(Host::connect("meshShape.outMesh", "q.in30")) << "a mesh into a number";
     MFnNumericAttribute(TDoubler::in3).setConnectable(false);
     EXPECT_FALSE(Host::connect("q.out3", "p.in3"));
     MFnNumericAttribute(TDoubler::in3).setConnectable(true);
