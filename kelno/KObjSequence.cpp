@@ -2,19 +2,20 @@
 
 #include <fast_float/fast_float.h>
 
-#include <cerrno>
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
+#include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <limits>
 #include <memory>
+#include <new>
 
-#if !defined(_WIN32)
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#if defined(_MSC_VER)
+#include <intrin.h>
+#endif
+
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ != __ORDER_LITTLE_ENDIAN__
+#error "the OBJ reader's digit scanning assumes a little-endian machine"
 #endif
 
 namespace Kelno {
@@ -116,13 +117,80 @@ std::string ObjSequenceFileName(const std::string& path, int frame, int frameOff
 
 namespace {
 
-// Blank space as the classic locale's isspace sees it, without the line's own end.
-inline bool isLineBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\v' || c == '\f'; }
+// The parser below works on a text whose end is marked by a newline (the sentinel, at `end`)
+// followed by at least kPadding readable bytes, so that it can test for the end of a line
+// without also testing for the end of the text and can load eight bytes at a time anywhere up
+// to the sentinel. The callers provide that without copying the bulk of the text.
+const std::size_t kPadding = 16;
 
-inline bool atLineEnd(const char* p, const char* end) { return p == end || *p == '\n'; }
+// Bytes read and parsed at a time: large enough that the read calls cost nothing, small enough
+// to stay in the second-level cache until they are parsed.
+const std::size_t kReadBlockBytes = std::size_t(1) << 20;
+
+// Blank space as the classic locale's isspace sees it, without the newline.
+inline bool isLineBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\v' || c == '\f'; }
 
 const double kExactPowersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
                                     1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+
+// Index of the lowest set bit of a non-zero word.
+inline int lowestSetBit(std::uint64_t word) {
+#if defined(_MSC_VER)
+    unsigned long index;
+    _BitScanForward64(&index, word);
+    return static_cast<int>(index);
+#else
+    return __builtin_ctzll(word);
+#endif
+}
+
+// Eight bytes at p, first byte lowest (the reader assumes a little-endian machine, checked above).
+inline std::uint64_t load8(const char* p) {
+    std::uint64_t word;
+    std::memcpy(&word, p, sizeof word);
+    return word;
+}
+
+const std::uint64_t kIntegerPowersOfTen[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000};
+
+// The digits at the start of the eight bytes at p: returns how many there are (0 to 8) and, when
+// there are any, sets `run` to their value.
+inline int wordDigits(const char* p, std::uint64_t& run) {
+    // Per byte: b ^ '0' is 0..9 exactly for a digit; a set high nibble, or a low nibble that
+    // carries into bit 4 when 6 is added, marks a non-digit. No carry crosses a byte.
+    const std::uint64_t bytes = load8(p) ^ 0x3030303030303030ULL;
+    const std::uint64_t nonDigit =
+        (bytes & 0xF0F0F0F0F0F0F0F0ULL) |
+        (((bytes & 0x0F0F0F0F0F0F0F0FULL) + 0x0606060606060606ULL) & 0x1010101010101010ULL);
+    const int count = nonDigit == 0 ? 8 : lowestSetBit(nonDigit) / 8;
+    if (count == 0)
+        return 0;
+    // Move the run's bytes to the top so the unused low bytes read as leading zeros, then
+    // combine digit pairs, quads and the two halves with multiplications.
+    std::uint64_t value = count == 8 ? bytes : bytes << (8 * (8 - count));
+    value = value * 10 + (value >> 8);
+    run = (((value & 0x000000FF000000FFULL) * (100 + (1000000ULL << 32))) +
+           (((value >> 16) & 0x000000FF000000FFULL) * (1 + (10000ULL << 32)))) >>
+          32;
+    return count;
+}
+
+// Reads the run of decimal digits starting at p, eight bytes at a time, appending it to `value`
+// (value * 10^n + run). Returns the number of digits n and moves p past them. Digits past the
+// 19th overflow `value`; callers check the count. The run always ends before the sentinel.
+inline std::ptrdiff_t appendDigits(const char*& p, std::uint64_t& value) {
+    const char* const start = p;
+    for (;;) {
+        std::uint64_t run;
+        const int count = wordDigits(p, run);
+        if (count == 0)
+            return p - start;
+        value = value * kIntegerPowersOfTen[count] + run;
+        p += count;
+        if (count < 8)
+            return p - start;
+    }
+}
 
 // Converts the text [first, last), which the stream grammar accepted and which holds at least one
 // mantissa digit, the way the stream converts it (strtod, correctly rounded). Returns false on
@@ -150,39 +218,22 @@ bool convertSlow(const char* first, const char* last, double& value) {
 // value is exact in a double and whose scale is a power of ten up to 1e22 are converted here
 // exactly (Clinger's fast path: both operands exact, one correctly rounded operation); the rest
 // go to fast_float, which rounds correctly like strtod. Either way the result equals strtod's.
-inline bool extractDouble(const char*& p, const char* end, double& value) {
-    if (p != end && *p == ' ')
+inline bool extractDouble(const char*& p, double& value) {
+    while (isLineBlank(*p))
         ++p;
-    while (p != end && isLineBlank(*p))
-        ++p;
-    if (atLineEnd(p, end))
+    if (*p == '\n')
         return false;
 
     const char* const start = p;
-    bool negative = false;
-    if (*p == '+' || *p == '-') {
-        negative = *p == '-';
-        ++p;
-    }
+    const bool negative = *p == '-';
+    p += (negative || *p == '+') ? 1 : 0;
 
-    // Every digit goes into the mantissa while there are at most 19 (no overflow); longer
-    // numbers take the slow path, so the count is all that needs checking afterwards.
     std::uint64_t mantissa = 0;
-    const char* const integerStart = p;
-    while (p != end && isDigit(*p)) {
-        mantissa = mantissa * 10 + static_cast<unsigned>(*p - '0');
-        ++p;
-    }
-    std::ptrdiff_t digits = p - integerStart;
+    std::ptrdiff_t digits = appendDigits(p, mantissa);
     std::ptrdiff_t fractionDigits = 0;
-    if (p != end && *p == '.') {
+    if (*p == '.') {
         ++p;
-        const char* const fractionStart = p;
-        while (p != end && isDigit(*p)) {
-            mantissa = mantissa * 10 + static_cast<unsigned>(*p - '0');
-            ++p;
-        }
-        fractionDigits = p - fractionStart;
+        fractionDigits = appendDigits(p, mantissa);
         digits += fractionDigits;
     }
     if (digits == 0) {
@@ -191,15 +242,12 @@ inline bool extractDouble(const char*& p, const char* end, double& value) {
     }
 
     std::int64_t exponent = 0;
-    if (p != end && (*p == 'e' || *p == 'E')) {
+    if ((*p | 0x20) == 'e') {
         ++p;
-        bool negativeExponent = false;
-        if (p != end && (*p == '+' || *p == '-')) {
-            negativeExponent = *p == '-';
-            ++p;
-        }
+        const bool negativeExponent = *p == '-';
+        p += (negativeExponent || *p == '+') ? 1 : 0;
         const char* const exponentStart = p;
-        while (p != end && isDigit(*p)) {
+        while (isDigit(*p)) {
             if (exponent < 100000000)
                 exponent = exponent * 10 + (*p - '0');
             ++p;
@@ -216,19 +264,40 @@ inline bool extractDouble(const char*& p, const char* end, double& value) {
     if (digits <= 19 && mantissa <= (std::uint64_t(1) << 53) && scale >= -22 && scale <= 22) {
         double result = static_cast<double>(mantissa);
         result = scale >= 0 ? result * kExactPowersOfTen[scale] : result / kExactPowersOfTen[-scale];
-        value = negative ? -result : result;
+        // The sign goes in without a branch: it is unpredictable in real data.
+        std::uint64_t bits;
+        std::memcpy(&bits, &result, sizeof bits);
+        bits |= static_cast<std::uint64_t>(negative) << 63;
+        std::memcpy(&value, &bits, sizeof bits);
         return true;
     }
     return convertSlow(start, p, value);
 }
 
+// The first blank or newline at or after p, eight bytes at a time: a byte equal to the one
+// looked for becomes zero after the xor, and the classic zero-byte test marks the lowest such
+// byte exactly (false marks can only appear above a true one).
+inline const char* tokenEnd(const char* p) {
+    const std::uint64_t ones = 0x0101010101010101ULL;
+    const std::uint64_t highs = 0x8080808080808080ULL;
+    for (;;) {
+        const std::uint64_t bytes = load8(p);
+        const std::uint64_t blank = bytes ^ (ones * ' ');
+        const std::uint64_t newline = bytes ^ (ones * '\n');
+        const std::uint64_t found = ((blank - ones) & ~blank & highs) | ((newline - ones) & ~newline & highs);
+        if (found != 0)
+            return p + lowestSetBit(found) / 8;
+        p += 8;
+    }
+}
+
 // strtol on a token that does not start with a plain digit run of at most 18 digits: leading
 // blank space, a sign, or a run long enough to need strtol's clamping to the long range.
-std::uint64_t tokenValueSlow(const char*& p, const char* end) {
-    while (p != end && *p != ' ' && *p != '\n' && isLineBlank(*p))
+std::uint64_t tokenValueSlow(const char*& p) {
+    while (*p != ' ' && isLineBlank(*p))
         ++p;
     bool negative = false;
-    if (p != end && (*p == '+' || *p == '-')) {
+    if (*p == '+' || *p == '-') {
         negative = *p == '-';
         ++p;
     }
@@ -236,7 +305,7 @@ std::uint64_t tokenValueSlow(const char*& p, const char* end) {
     const std::uint64_t limit = negative ? (std::uint64_t(1) << 63) : (std::uint64_t(1) << 63) - 1;
     std::uint64_t magnitude = 0;
     bool overflow = false;
-    while (p != end && isDigit(*p)) {
+    while (isDigit(*p)) {
         const std::uint64_t digit = static_cast<std::uint64_t>(*p - '0');
         if (!overflow) {
             if (magnitude > (limit - digit) / 10) {
@@ -253,136 +322,154 @@ std::uint64_t tokenValueSlow(const char*& p, const char* end) {
 
 // strtol(token, nullptr, 10) on one face token ending at a blank or the line's end, then minus
 // one, narrowed to int as a two's-complement conversion narrows. Moves `p` to the token's end.
-inline int faceIndexMinusOne(const char*& p, const char* end) {
-    const char* const start = p;
+inline int faceIndexMinusOne(const char*& p) {
     std::uint64_t value = 0;
-    while (p != end && isDigit(*p)) {
-        value = value * 10 + static_cast<unsigned>(*p - '0');
-        ++p;
-    }
-    if (p == start || p - start > 18) {
-        p = start;
-        value = tokenValueSlow(p, end);
+    const int count = wordDigits(p, value);
+    if (count != 0 && count < 8) {
+        p += count; // the usual index: up to seven digits
+    } else {
+        const char* const start = p;
+        value = 0;
+        const std::ptrdiff_t digits = appendDigits(p, value);
+        if (digits == 0 || digits > 18) {
+            p = start;
+            value = tokenValueSlow(p);
+        }
     }
     // Texture and normal indices ("/t/n") and anything else up to the token's end are skipped.
-    while (p != end && *p != ' ' && *p != '\n')
-        ++p;
+    if (*p != ' ' && *p != '\n')
+        p = tokenEnd(p);
     return static_cast<int>(static_cast<std::uint32_t>(value - 1));
 }
 
-inline const char* nextLine(const char* p, const char* end) {
-    const void* newline = std::memchr(p, '\n', static_cast<std::size_t>(end - p));
-    return newline ? static_cast<const char*>(newline) + 1 : end;
+// Parses the lines of [data, end), where *end is a newline with kPadding readable bytes after
+// it, and appends what they give to the mesh. Every line is read on its own, so parsing a text
+// in pieces cut after newlines gives the same mesh as parsing it at once.
+void appendObjLines(const char* data, const char* end, KObjMesh& mesh) {
+    const char* p = data;
+    while (p <= end) {
+        if (p[0] == 'v' && p[1] == ' ') {
+            p += 2;
+            KObjPoint point{0.0, 0.0, 0.0, 1.0};
+            if (extractDouble(p, point.x) && extractDouble(p, point.y))
+                extractDouble(p, point.z);
+            mesh.points.push_back(point);
+        } else if (p[0] == 'f' && p[1] == ' ') {
+            p += 2;
+            int count = 0;
+            // getline(stream, token, ' '): a token ends at a blank or the line's end; a blank
+            // that is the line's last character starts no further token.
+            while (*p != '\n') {
+                mesh.polygonConnects.push_back(faceIndexMinusOne(p));
+                ++count;
+                p += *p == ' ' ? 1 : 0;
+            }
+            mesh.polygonCounts.push_back(count);
+        }
+        // The usual record ends right here; other records and the rest of a "v " line are skipped.
+        if (*p != '\n')
+            p = static_cast<const char*>(std::memchr(p, '\n', static_cast<std::size_t>(end - p) + 1));
+        ++p;
+    }
 }
+
+// The last newline in [data, data + size), or null.
+const char* lastNewline(const char* data, std::size_t size) {
+    for (const char* p = data + size; p != data;) {
+        if (*--p == '\n')
+            return p;
+    }
+    return nullptr;
+}
+
+// Parses `size` bytes at `data` whose last line may lack its newline: every whole line whose
+// newline lies at least kPadding bytes before the text's end is parsed where it stands, the rest
+// (a few bytes and at most one line) from a copy that gets the sentinel and the padding.
+void appendObjText(const char* data, std::size_t size, KObjMesh& mesh) {
+    if (data == nullptr || size == 0)
+        return;
+    std::size_t head = 0;
+    if (size > kPadding) {
+        if (const char* newline = lastNewline(data, size - kPadding)) {
+            appendObjLines(data, newline, mesh);
+            head = static_cast<std::size_t>(newline - data) + 1;
+        }
+    }
+    const std::size_t tail = size - head;
+    if (tail == 0)
+        return;
+    std::unique_ptr<char[]> copy(new char[tail + 1 + kPadding]());
+    std::memcpy(copy.get(), data + head, tail);
+    copy[tail] = '\n';
+    appendObjLines(copy.get(), copy.get() + tail, mesh);
+}
+
+struct FileCloser {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
 
 } // namespace
 
 void ParseObjBuffer(const char* data, std::size_t size, KObjMesh& mesh) {
     mesh.clear();
-    if (data == nullptr || size == 0)
-        return;
-    const char* p = data;
-    const char* const end = data + size;
-
-    while (p != end) {
-        const char c0 = *p;
-        const bool hasTwo = end - p >= 2;
-        if (c0 == 'v' && hasTwo && p[1] == ' ') {
-            p += 2;
-            KObjPoint point{0.0, 0.0, 0.0, 1.0};
-            if (extractDouble(p, end, point.x) && extractDouble(p, end, point.y))
-                extractDouble(p, end, point.z);
-            mesh.points.push_back(point);
-            // The usual line ends right after the third number.
-            if (p != end && *p == '\n')
-                ++p;
-            else if (p != end)
-                p = nextLine(p, end);
-        } else if (c0 == 'f' && hasTwo && p[1] == ' ') {
-            p += 2;
-            int count = 0;
-            // getline(stream, token, ' '): a token ends at a blank or the line's end; a blank
-            // that is the line's last character starts no further token.
-            while (!atLineEnd(p, end)) {
-                mesh.polygonConnects.push_back(faceIndexMinusOne(p, end));
-                ++count;
-                if (p != end && *p == ' ')
-                    ++p;
-            }
-            mesh.polygonCounts.push_back(count);
-            if (p != end)
-                ++p;
-        } else {
-            p = nextLine(p, end);
-        }
-    }
+    appendObjText(data, size, mesh);
 }
 
 std::string ObjOpenFailureMessage(const std::string& fileName) {
     return "Failed to open the file: " + fileName;
 }
 
-namespace {
-
-struct FreeDeleter {
-    void operator()(char* p) const { std::free(p); }
-};
-
-} // namespace
-
 bool ReadObjFile(const std::string& fileName, KObjMesh& mesh) {
     mesh.clear();
-#if !defined(_WIN32)
-    // One read of the whole file into an uninitialised buffer (a zero-filled std::vector would
-    // touch every byte twice). No memory mapping: a cache file rewritten while it is mapped
-    // would kill the host with SIGBUS.
-    const int fd = ::open(fileName.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
+    // Closed however the function is left (the arrays may throw std::bad_alloc while growing).
+    std::unique_ptr<std::FILE, FileCloser> stream(std::fopen(fileName.c_str(), "rb"));
+    if (!stream)
         return false;
-    struct stat info;
-    const bool regular = ::fstat(fd, &info) == 0 && S_ISREG(info.st_mode);
-    // A regular file is read up to the size it has now; pipes and the like until they end.
-    std::size_t capacity = regular ? static_cast<std::size_t>(info.st_size) : std::size_t(1) << 16;
-    std::unique_ptr<char, FreeDeleter> buffer(static_cast<char*>(std::malloc(capacity + 1)));
-    std::size_t size = 0;
+    std::FILE* const file = stream.get();
+    // The file is read in large blocks into one buffer and parsed a block's whole lines at a
+    // time; the partial line at a block's end moves to the front and the next block is read
+    // behind it. Compared with reading the whole file into one buffer this keeps the bytes in
+    // cache between read and parse and needs no file-sized allocation (which the kernel would
+    // page-fault and zero on every frame); compared with memory mapping it cannot kill the host
+    // with SIGBUS when a cache file is rewritten while it is being read. The stream's own
+    // buffering is switched off: each block is one read call straight into our buffer. The
+    // buffer keeps kPadding bytes beyond its capacity for the parser's word loads.
+    std::setvbuf(file, nullptr, _IONBF, 0);
+    std::size_t capacity = kReadBlockBytes;
+    std::unique_ptr<char[]> buffer(new (std::nothrow) char[capacity + 1 + kPadding]());
+    std::size_t carried = 0;
     while (buffer) {
-        if (size == capacity) {
-            if (regular)
-                break;
-            char* grown = static_cast<char*>(std::realloc(buffer.get(), 2 * capacity + 1));
-            if (grown == nullptr)
-                break;
-            buffer.release();
-            buffer.reset(grown);
-            capacity *= 2;
-        }
-        const ssize_t got = ::read(fd, buffer.get() + size, capacity - size);
-        if (got < 0 && errno == EINTR)
-            continue;
-        if (got <= 0)
+        const std::size_t got = std::fread(buffer.get() + carried, 1, capacity - carried, file);
+        if (got == 0) {
+            // The last line, without its newline: the sentinel goes right behind it.
+            if (carried > 0) {
+                buffer[carried] = '\n';
+                appendObjLines(buffer.get(), buffer.get() + carried, mesh);
+            }
             break;
-        size += static_cast<std::size_t>(got);
+        }
+        const std::size_t filled = carried + got;
+        const char* const newline = lastNewline(buffer.get(), filled);
+        if (newline == nullptr) {
+            // No newline yet: a line longer than the buffer. Grow it and read on.
+            carried = filled;
+            if (carried == capacity) {
+                std::unique_ptr<char[]> grown(new (std::nothrow) char[2 * capacity + 1 + kPadding]());
+                if (!grown)
+                    break;
+                std::memcpy(grown.get(), buffer.get(), carried);
+                buffer = std::move(grown);
+                capacity *= 2;
+            }
+            continue;
+        }
+        // The block's last newline is the sentinel; the partial line behind it is the padding.
+        appendObjLines(buffer.get(), newline, mesh);
+        const std::size_t complete = static_cast<std::size_t>(newline - buffer.get()) + 1;
+        carried = filled - complete;
+        std::memmove(buffer.get(), buffer.get() + complete, carried);
     }
-    ::close(fd);
-    ParseObjBuffer(buffer.get(), size, mesh);
     return true;
-#else
-    std::ifstream file(fileName, std::ios::binary);
-    if (!file.is_open())
-        return false;
-    file.seekg(0, std::ios::end);
-    const std::streamoff length = file.tellg();
-    file.seekg(0, std::ios::beg);
-    if (length <= 0)
-        return true;
-    std::unique_ptr<char, FreeDeleter> buffer(
-        static_cast<char*>(std::malloc(static_cast<std::size_t>(length))));
-    if (!buffer)
-        return true;
-    file.read(buffer.get(), length);
-    ParseObjBuffer(buffer.get(), static_cast<std::size_t>(file.gcount()), mesh);
-    return true;
-#endif
 }
 
 } // namespace Kelno

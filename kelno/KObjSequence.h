@@ -8,6 +8,9 @@
 // Caveats (kept on purpose; pipelines depend on them):
 //   - the name rule is literal, not clever: every result is rooted at "/", every digit of the
 //     file name counts towards the padding width and middle dot-pieces of the name are dropped;
+//   - the reader keeps no state between calls (safe to call from several threads on different
+//     meshes); it throws nothing but std::bad_alloc when the arrays cannot grow, and assumes the
+//     floating-point unit rounds to nearest (the default);
 //   - the reader validates nothing: face indices are stored as written minus one, so zero and
 //     relative (negative) indices, out-of-range indices and faces of any size pass unchanged.
 // No host (Maya) types; C++14.
@@ -87,9 +90,12 @@ struct KObjMesh {
 
 // Reads an OBJ file into `mesh` (which is cleared first). Returns false when the file cannot be
 // opened (the mesh is then empty; the caller reports "Failed to open the file: <name>", see
-// ObjOpenFailureMessage), true otherwise, even when nothing in the file was usable. A path that
-// names a directory opens but reads as an empty file, as a text stream would. The bytes are
-// read in one go and parsed as ParseObjBuffer does.
+// ObjOpenFailureMessage), true otherwise, even when nothing in it was usable. A path that names a
+// directory opens but reads as an empty file, as a text stream would. The file is read in large
+// blocks (1 MiB, one read call each, into one buffer reused for the whole file; lines longer than
+// a block grow it) and parsed exactly as ParseObjBuffer parses the whole text. No memory mapping:
+// a cache file rewritten while it is mapped would kill the host. If not even the 1 MiB buffer can
+// be allocated the mesh stays empty and the result is still true.
 KELNO_API bool ReadObjFile(const std::string& fileName, KObjMesh& mesh);
 
 // Parses `size` bytes of OBJ text into `mesh` (cleared first). The buffer need not end with a
@@ -112,7 +118,7 @@ KELNO_API bool ReadObjFile(const std::string& fileName, KObjMesh& mesh);
 //        with getline(stream, token, ' ') does: two blanks in a row make an empty token, a
 //        single trailing blank makes none, two trailing blanks make one, an empty rest makes no
 //        token (a face of count 0). Each token is converted with base-10 strtol semantics
-//        (leading space/tab/\r skipped, optional sign, digits up to the first other character,
+//        (leading tab, \r, \v, \f skipped, optional sign, digits up to the first other character,
 //        0 when there are none, clamped to the range of a 64-bit long), so "7/3/2" and "7//2"
 //        give 7, "" gives 0 and tabs do not separate indices. The face's token count goes to
 //        polygonCounts and each value minus one to polygonConnects; a value outside the int

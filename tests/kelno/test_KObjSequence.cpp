@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cfloat>
 #include <climits>
@@ -427,7 +428,8 @@ TEST(ObjReaderFiles, OtherRecordsAreIgnoredAndOnlyVertexFilesHaveNoFaces) {
 TEST(ObjReaderFiles, RandomMixedTextAgreesWithTheStandardLibraryReader) {
     std::mt19937 random(99);
     const char* heads[] = {"v ", "f ", "vt ", "vn ", "v\t", "f\t", "# ", "", " ", "o ", "v", "f"};
-    const std::string alphabet = "0123456789 ./-+eE\t\rxv";
+    // NUL included: lines are byte strings, not C strings.
+    const std::string alphabet = std::string("0123456789 ./-+eE\t\rxv") + '\0';
     for (int trial = 0; trial < 300; ++trial) {
         std::string text;
         const int lines = static_cast<int>(random() % 30);
@@ -478,6 +480,41 @@ TEST(ObjReaderFiles, ReadsFromDiskAndReportsFilesThatCannotBeOpened) {
     ASSERT_TRUE(ReadObjFile(quad.path(), mesh));
     EXPECT_EQ(mesh.points.size(), 4u);
     EXPECT_EQ(mesh.polygonCounts.size(), 2u);
+}
+
+TEST(ObjReaderFiles, LargeFilesWithLinesAcrossReadBlocksAndVeryLongLines) {
+    // Several MB, so lines straddle the reader's block boundaries wherever they fall; one face line
+    // longer than a block; no newline at the very end.
+    std::mt19937 random(3);
+    std::string text;
+    char line[96];
+    while (text.size() < (3u << 20)) {
+        if (random() % 3 == 0) {
+            std::snprintf(line, sizeof line, "v %.9g %.4f %d\n", static_cast<double>(random()) * 1e-7,
+                          static_cast<double>(random() % 20000) / 7.0, static_cast<int>(random() % 100));
+        } else if (random() % 2) {
+            std::snprintf(line, sizeof line, "f %lu %lu/%lu %lu//1 \r\n", random() % 99999, random() % 9,
+                          random() % 9, random() % 99999);
+        } else {
+            std::snprintf(line, sizeof line, "vt %lu 0.5\n# comment %lu\n", random() % 10, random() % 10);
+        }
+        text += line;
+        if (text.size() > (1u << 20) && text.size() < (1u << 20) + 64) {
+            text += "f";
+            for (int i = 0; i < 400000; ++i)
+                text += " " + std::to_string(i % 1000);
+            text += "\n";
+        }
+    }
+    text += "v 1 2 3";
+    const TempFile file(text);
+    KObjMesh mesh, expected;
+    ASSERT_TRUE(ReadObjFile(file.path(), mesh));
+    ASSERT_TRUE(referenceRead(file.path(), expected));
+    EXPECT_TRUE(sameMesh(mesh, expected));
+    EXPECT_GT(*std::max_element(mesh.polygonCounts.begin(), mesh.polygonCounts.end()), 399999);
+    EXPECT_EQ(mesh.points.back().z, 3.0);
+    EXPECT_TRUE(sameMesh(mesh, parse(text)));
 }
 
 TEST(ObjReaderFiles, RealSequenceFramesMatchTheStandardLibraryReader) {
