@@ -2,6 +2,7 @@
 // and the test-facing controls of host/Host.h.
 #include "HostInternal.h"
 
+#include <maya/MDataBlock.h>
 #include <maya/MDrawRegistry.h>
 #include <maya/MFnPlugin.h>
 #include <maya/MGlobal.h>
@@ -569,6 +570,11 @@ std::vector<MObject> nodesOfType(const std::string& type) {
         if (n->type->name == type)
             out.push_back(n->handle());
     return out;
+}
+
+MDataBlock dataBlock(const MObject& node) {
+    Node* n = mhost::as<Node>(node);
+    return MDataBlock(n && n->alive ? n : nullptr);
 }
 
 namespace {

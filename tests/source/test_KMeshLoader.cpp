@@ -4,6 +4,7 @@
 
 #include <host/Host.h>
 
+#include <maya/MDataBlock.h>
 #include <maya/MFnAttribute.h>
 #include <maya/MFnDependencyNode.h>
 #include <maya/MFnMesh.h>
@@ -101,6 +102,19 @@ TEST_F(KMeshLoaderTest, NodeIsNamedAndHasItsAttributesInOrder) {
     EXPECT_EQ(fn.findPlug("frameOffset", true).asInt(), 0);
     EXPECT_EQ(fn.findPlug("filePathName", true).asString(), "");
     EXPECT_DOUBLE_EQ(fn.findPlug("time", true).asMTime().as(MTime::kFilm), 0.0);
+}
+
+TEST_F(KMeshLoaderTest, ComputesOnlyOutMesh) {
+    MPxNode* user = MFnDependencyNode(loader).userNode();
+    ASSERT_NE(user, nullptr);
+    MDataBlock block = Host::dataBlock(loader);
+    for (const char* attr : {"time", "frameOffset", "filePathName"})
+        EXPECT_EQ(user->compute(Host::plug(std::string("KMeshLoader1.") + attr), block),
+                  MS::kUnknownParameter)
+            << attr;
+    EXPECT_TRUE(Host::messages().empty()) << "no file is read for them";
+    EXPECT_EQ(user->compute(Host::plug("KMeshLoader1.outMesh"), block), MS::kSuccess);
+    EXPECT_EQ(errors(), std::vector<std::string>{"Failed to open the file: NULL"});
 }
 
 TEST_F(KMeshLoaderTest, PlaysTheSequenceFrameByFrame) {

@@ -23,6 +23,7 @@
 // Host type IDs are taken from 0x7fff0001 upwards, a range no plug-in registers.
 #pragma once
 
+#include <maya/MDataBlock.h>
 #include <maya/MDrawRegistry.h>
 #include <maya/MGlobal.h>
 #include <maya/MObject.h>
@@ -165,6 +166,10 @@ MObject createNode(const std::string& type, const std::string& name = "",
 MObject findNode(const std::string& name);
 MStatus deleteNode(const MObject& node);
 std::vector<MObject> nodesOfType(const std::string& type);
+
+// The data block the host hands to the node's compute, so that a test can call compute itself
+// (for example with a plug the node does not compute). Valid while the node exists.
+MDataBlock dataBlock(const MObject& node);
 
 // "node.attribute" (or "node.attribute[3]"); a null plug when either is unknown.
 MPlug plug(const std::string& nodeDotAttribute);
