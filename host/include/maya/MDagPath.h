@@ -1,0 +1,40 @@
+// Stand-in for Maya's MDagPath: a path from the world down to one DAG node, through each
+// parent.
+#pragma once
+
+#include <maya/MObject.h>
+#include <maya/MString.h>
+
+#include <vector>
+
+class MMatrix;
+
+class OPENMAYA_EXPORT MDagPath {
+  public:
+    MDagPath();
+    MDagPath(const MDagPath& src);
+    ~MDagPath();
+    MDagPath& operator=(const MDagPath& src);
+    bool operator==(const MDagPath& other) const;
+
+    static MStatus getAPathTo(const MObject& node, MDagPath& path);
+
+    bool hasFn(MFn::Type type, MStatus* ReturnStatus = NULL) const;
+    MFn::Type apiType(MStatus* ReturnStatus = NULL) const;
+    bool isValid(MStatus* ReturnStatus = NULL) const;
+    MObject node(MStatus* ReturnStatus = NULL) const;
+    MObject transform(MStatus* ReturnStatus = NULL) const;
+    unsigned int length(MStatus* ReturnStatus = NULL) const;
+    MStatus extendToShape();
+    MStatus push(const MObject& child);
+    MStatus pop(unsigned int num = 1);
+    unsigned int childCount(MStatus* ReturnStatus = NULL) const;
+    MObject child(unsigned int i, MStatus* ReturnStatus = NULL) const;
+    MString fullPathName(MStatus* ReturnStatus = NULL) const;
+    MString partialPathName(MStatus* ReturnStatus = NULL) const;
+    MMatrix inclusiveMatrix(MStatus* ReturnStatus = NULL) const;
+    MMatrix exclusiveMatrix(MStatus* ReturnStatus = NULL) const;
+
+  private:
+    std::vector<MObject> fNodes;
+};

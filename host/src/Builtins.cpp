@@ -1,0 +1,108 @@
+// The host's own node types: "time" (the scene's time1), "transform" and "mesh" shapes. They
+// are built like user nodes, with the same attribute function sets and compute.
+#include "HostInternal.h"
+
+#include <maya/MDataBlock.h>
+#include <maya/MFnMeshData.h>
+#include <maya/MFnNumericAttribute.h>
+#include <maya/MFnTypedAttribute.h>
+#include <maya/MFnUnitAttribute.h>
+#include <maya/MPlug.h>
+
+namespace {
+
+// Type IDs of the host types, from a range no plug-in uses.
+const unsigned int kTimeId = 0x7fff0001;
+const unsigned int kTransformId = 0x7fff0002;
+const unsigned int kMeshId = 0x7fff0003;
+
+struct TimeNode : MPxNode {
+    static MObject outTime;
+    static void* creator() { return new TimeNode; }
+    static MStatus initialize() {
+        MFnUnitAttribute fn;
+        outTime = fn.create("outTime", "o", MFnUnitAttribute::kTime, 0.0);
+        fn.setStorable(false);
+        return addAttribute(outTime);
+    }
+};
+MObject TimeNode::outTime;
+
+struct TransformNode : MPxNode {
+    static MObject translate, rotate, scale, visibility;
+    static void* creator() { return new TransformNode; }
+    static MStatus initialize() {
+        MFnNumericAttribute fn;
+        // Children named translateX ... scaleZ, as on the host's transforms.
+        translate = fn.createPoint("translate", "t");
+        fn.setKeyable(true);
+        rotate = fn.createPoint("rotate", "r");
+        fn.setKeyable(true);
+        scale = fn.createPoint("scale", "s");
+        fn.setDefault(1.0, 1.0, 1.0);
+        fn.setKeyable(true);
+        visibility = fn.create("visibility", "v", MFnNumericData::kBoolean, 1.0);
+        fn.setKeyable(true);
+        addAttribute(translate);
+        addAttribute(rotate);
+        addAttribute(scale);
+        return addAttribute(visibility);
+    }
+};
+MObject TransformNode::translate, TransformNode::rotate, TransformNode::scale, TransformNode::visibility;
+
+// A mesh shape: its output is its input mesh (the stand-in keeps no history of its own).
+struct MeshNode : MPxNode {
+    static MObject inMesh, outMesh;
+    static void* creator() { return new MeshNode; }
+    static MStatus initialize() {
+        MFnTypedAttribute fn;
+        inMesh = fn.create("inMesh", "i", MFnData::kMesh);
+        fn.setHidden(true);
+        outMesh = fn.create("outMesh", "o", MFnData::kMesh);
+        fn.setWritable(false);
+        fn.setStorable(false);
+        addAttribute(inMesh);
+        addAttribute(outMesh);
+        return attributeAffects(inMesh, outMesh);
+    }
+    MStatus compute(const MPlug& plug, MDataBlock& block) override {
+        if (plug != outMesh)
+            return MS::kUnknownParameter;
+        MObject in = block.inputValue(inMesh).data();
+        MObject copy = MFnMeshData().create();
+        if (auto* from = mhost::as<mhost::Data>(in))
+            mhost::as<mhost::Data>(copy)->mesh = from->mesh;
+        block.outputValue(outMesh).set(copy);
+        block.setClean(plug);
+        return MS::kSuccess;
+    }
+};
+MObject MeshNode::inMesh, MeshNode::outMesh;
+
+mhost::NodeType* hostType(const char* name, unsigned int id, MFn::Type api, bool dag, bool shape,
+                          MCreatorFunction creator, MInitializeFunction init) {
+    mhost::NodeType* t = mhost::addType(name, id, MPxNode::kDependNode, creator, "");
+    t->apiType = api;
+    t->isDag = dag;
+    t->isShape = shape;
+    mhost::initializeType(t, init);
+    return t;
+}
+
+} // namespace
+
+namespace mhost {
+
+void registerHostTypes() {
+    Session& s = session();
+    if (findType("time"))
+        return;
+    hostType("time", kTimeId, MFn::kTime, false, false, &TimeNode::creator, &TimeNode::initialize);
+    hostType("transform", kTransformId, MFn::kTransform, true, false, &TransformNode::creator,
+             &TransformNode::initialize);
+    hostType("mesh", kMeshId, MFn::kMesh, true, true, &MeshNode::creator, &MeshNode::initialize);
+    s.timeNode = createNode(findType("time"), "time1", nullptr, nullptr).get();
+}
+
+} // namespace mhost

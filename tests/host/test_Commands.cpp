@@ -1,0 +1,107 @@
+// Commands in the host stand-in: syntax, flag parsing through MArgDatabase, results, and
+// commands run from MEL strings.
+#include <host/Host.h>
+
+#include <maya/MArgDatabase.h>
+#include <maya/MGlobal.h>
+#include <maya/MPxCommand.h>
+#include <maya/MSyntax.h>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+// Echoes its flags: -n/-name (string), -s/-scale (double), -c/-count (unsigned).
+class TEchoCmd : public MPxCommand {
+  public:
+    static int instances;
+    TEchoCmd() { ++instances; }
+    ~TEchoCmd() override { --instances; }
+    static void* creator() { return new TEchoCmd; }
+    static MSyntax newSyntax() {
+        MSyntax s;
+        s.addFlag("-n", "-name", MSyntax::kString);
+        s.addFlag("-s", "-scale", MSyntax::kDouble);
+        s.addFlag("-c", "-count", MSyntax::kUnsigned);
+        s.addFlag("-v", "-verbose");
+        return s;
+    }
+    MStatus doIt(const MArgList& args) override {
+        MStatus st;
+        MArgDatabase db(syntax(), args, &st);
+        if (!st)
+            return st;
+        MString name("none");
+        double scale = 1.0;
+        unsigned int count = 0;
+        if (db.isFlagSet("-name"))
+            db.getFlagArgument("-name", 0, name);
+        if (db.isFlagSet("-s") && !db.getFlagArgument("-s", 0, scale)) {
+            displayError("TEchoCmd: -scale needs a number");
+            return MS::kFailure;
+        }
+        if (db.isFlagSet("-c") && !db.getFlagArgument("-c", 0, count)) {
+            displayError("TEchoCmd: -count needs an unsigned number");
+            return MS::kFailure;
+        }
+        MString out = name + " " + scale + " " + count + (db.isFlagSet("-v") ? " verbose" : "");
+        setResult(out);
+        return MS::kSuccess;
+    }
+};
+int TEchoCmd::instances = 0;
+
+class CommandTest : public testing::Test {
+  protected:
+    static void SetUpTestSuite() {
+        ASSERT_TRUE(Host::registerCommand("TEchoCmd", &TEchoCmd::creator, &TEchoCmd::newSyntax));
+    }
+    void SetUp() override { Host::resetSession(); }
+};
+
+TEST_F(CommandTest, FlagsByShortAndLongNameAndTheirArguments) {
+    Host::CommandResult r = Host::runCommand("TEchoCmd", {"-name", "rock", "-s", "2.5", "-count", "7", "-v"});
+    ASSERT_TRUE(r.status);
+    EXPECT_EQ(r.type, MPxCommand::kString);
+    ASSERT_EQ(r.strings.size(), 1u);
+    EXPECT_EQ(r.strings[0], "rock 2.5 7 verbose");
+    EXPECT_EQ(TEchoCmd::instances, 0) << "the command object is deleted after doIt";
+}
+
+TEST_F(CommandTest, AbsentFlagsKeepDefaults) {
+    Host::CommandResult r = Host::runCommand("TEchoCmd", {});
+    ASSERT_TRUE(r.status);
+    EXPECT_EQ(r.strings.at(0), "none 1 0");
+}
+
+TEST_F(CommandTest, UnreadableArgumentsAndUnknownFlags) {
+    EXPECT_FALSE(Host::runCommand("TEchoCmd", {"-s", "wide"}).status);
+    EXPECT_EQ(Host::messages(Host::MessageKind::Error).back(), "TEchoCmd: -scale needs a number");
+    EXPECT_FALSE(Host::runCommand("TEchoCmd", {"-count", "-3"}).status);
+    EXPECT_EQ(Host::messages(Host::MessageKind::Error).back(), "TEchoCmd: -count needs an unsigned number");
+    EXPECT_FALSE(Host::runCommand("TEchoCmd", {"-bogus"}).status);
+    EXPECT_FALSE(Host::runCommand("TEchoCmd", {"-name"}).status) << "a flag missing its value";
+    EXPECT_EQ(Host::runCommand("NoSuchCmd", {}).status, MS::kNotFound);
+}
+
+TEST_F(CommandTest, MelStringsRunRegisteredCommands) {
+    MString result;
+    ASSERT_TRUE(MGlobal::executeCommand("TEchoCmd -n \"two words\" -s 0.5;", result));
+    EXPECT_EQ(result, "two words 0.5 0");
+    ASSERT_EQ(Host::executedCommands().size(), 1u);
+    EXPECT_EQ(Host::executedCommands()[0], "TEchoCmd -n \"two words\" -s 0.5;");
+    // MEL the stand-in does not know is recorded and reported as done.
+    EXPECT_TRUE(MGlobal::executeCommand("setAttr a.b 1"));
+    EXPECT_EQ(Host::executedCommands().back(), "setAttr a.b 1");
+}
+
+TEST(MSyntaxTest, DuplicateOrMalformedFlagsAreRefused) {
+    MSyntax s;
+    EXPECT_TRUE(s.addFlag("-f", "-file", MSyntax::kString));
+    EXPECT_FALSE(s.addFlag("-f", "-other"));
+    EXPECT_FALSE(s.addFlag("-o", "-file"));
+    EXPECT_FALSE(s.addFlag("x", "-x"));
+    EXPECT_FALSE(s.addFlag("-toolong", "-t"));
+}
+
+} // namespace

@@ -1,0 +1,248 @@
+// The host utility layer on the host stand-in: attribute helpers, lookups, utilities, the
+// templates and the status check.
+#include <kelno/maya/KMayaUtils.h>
+
+#include <host/Host.h>
+
+#include <maya/MAnimControl.h>
+#include <maya/MDataBlock.h>
+#include <maya/MFnDagNode.h>
+#include <maya/MFnDependencyNode.h>
+#include <maya/MPxNode.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <fstream>
+#include <string>
+
+namespace {
+
+// A node whose attributes are all built with the helpers.
+class THelpersNode : public MPxNode {
+  public:
+    static MObject flag, count, weight, scale, offset2, offset3, tint3, colour, mode, label, ids, mesh, xform,
+        when, duplicate;
+    static void* creator() { return new THelpersNode; }
+    static MStatus initialize() {
+        MFnNumericAttribute n;
+        MFnEnumAttribute e;
+        MFnTypedAttribute t;
+        MFnMatrixAttribute m;
+        MFnUnitAttribute u;
+        Kelno::CreateBoolAttr(n, flag, "flag", "flag", true);
+        addAttribute(flag);
+        Kelno::CreateIntAttr(n, count, "count", "count", 7);
+        addAttribute(count);
+        Kelno::CreateFloatAttr(n, weight, "weight", "weight", 0.25f);
+        addAttribute(weight);
+        Kelno::CreateDoubleAttr(n, scale, "scale", "scale", 2.5);
+        n.setMin(0.0);
+        addAttribute(scale);
+        Kelno::CreateD2Attr(n, offset2, "offset2", "offset2", 1.5);
+        addAttribute(offset2);
+        Kelno::CreateD3Attr(n, offset3, "offset3", "offset3", -1.0);
+        addAttribute(offset3);
+        Kelno::CreateF3Attr(n, tint3, "tint3", "tint3", 0.5f);
+        addAttribute(tint3);
+        Kelno::CreateColorAttr(n, colour, "colour", "colour");
+        n.setDefault(0.1f, 0.2f, 0.3f);
+        addAttribute(colour);
+        Kelno::CreateEnumAttr(e, mode, "mode", "mode", 1);
+        e.addField("box", 0);
+        e.addField("surface", 1);
+        addAttribute(mode);
+        Kelno::CreateStringAttr(t, label, "label", "label", "");
+        addAttribute(label);
+        Kelno::CreateIArrayAttr(t, ids, "ids", "ids");
+        addAttribute(ids);
+        Kelno::CreateMeshAttr(t, mesh, "mesh", "mesh");
+        t.setHidden(true);
+        addAttribute(mesh);
+        Kelno::CreateMatrixAttr(m, xform, "xform", "xform");
+        addAttribute(xform);
+        Kelno::CreateTimeAttr(u, when, "when", "when", 12.0);
+        addAttribute(when);
+        Kelno::CreateIntAttr(n, duplicate, "count", "count", 0);
+        return MS::kSuccess;
+    }
+};
+MObject THelpersNode::flag, THelpersNode::count, THelpersNode::weight, THelpersNode::scale,
+    THelpersNode::offset2, THelpersNode::offset3, THelpersNode::tint3, THelpersNode::colour,
+    THelpersNode::mode, THelpersNode::label, THelpersNode::ids, THelpersNode::mesh, THelpersNode::xform,
+    THelpersNode::when, THelpersNode::duplicate;
+
+class KMayaUtilsTest : public testing::Test {
+  protected:
+    static void SetUpTestSuite() {
+        ASSERT_TRUE(Host::registerNodeType("THelpersNode", 0x7100, &THelpersNode::creator,
+                                           &THelpersNode::initialize));
+    }
+    void SetUp() override {
+        Host::resetSession();
+        node = Host::createNode("THelpersNode", "helpers");
+        ASSERT_FALSE(node.isNull());
+    }
+    MObject node;
+};
+
+TEST_F(KMayaUtilsTest, AttributeHelpersCreateTheKindsAndDefaults) {
+    MFnDependencyNode fn(node);
+    EXPECT_EQ(MFnNumericAttribute(THelpersNode::flag).unitType(), MFnNumericData::kBoolean);
+    EXPECT_TRUE(fn.findPlug("flag", true).asBool());
+    EXPECT_EQ(MFnNumericAttribute(THelpersNode::count).unitType(), MFnNumericData::kInt);
+    EXPECT_EQ(fn.findPlug("count", true).asInt(), 7);
+    EXPECT_EQ(MFnNumericAttribute(THelpersNode::weight).unitType(), MFnNumericData::kFloat);
+    EXPECT_FLOAT_EQ(fn.findPlug("weight", true).asFloat(), 0.25f);
+    EXPECT_DOUBLE_EQ(fn.findPlug("scale", true).asDouble(), 2.5);
+    EXPECT_TRUE(MFnNumericAttribute(THelpersNode::scale).hasMin()) << "flags set after the helper stick";
+
+    EXPECT_EQ(MFnNumericAttribute(THelpersNode::offset2).unitType(), MFnNumericData::k2Double);
+    MPlug offset2 = fn.findPlug("offset2", true);
+    ASSERT_EQ(offset2.numChildren(), 2u);
+    EXPECT_DOUBLE_EQ(offset2.child(0).asDouble(), 1.5);
+    EXPECT_DOUBLE_EQ(offset2.child(1).asDouble(), 1.5);
+    MPlug offset3 = fn.findPlug("offset3", true);
+    ASSERT_EQ(offset3.numChildren(), 3u);
+    for (unsigned int i = 0; i < 3; ++i)
+        EXPECT_DOUBLE_EQ(offset3.child(i).asDouble(), -1.0);
+    EXPECT_EQ(MFnNumericAttribute(THelpersNode::tint3).unitType(), MFnNumericData::k3Float);
+    EXPECT_FLOAT_EQ(fn.findPlug("tint3", true).child(2).asFloat(), 0.5f);
+
+    MFnNumericAttribute colour(THelpersNode::colour);
+    EXPECT_TRUE(colour.isUsedAsColor());
+    EXPECT_FLOAT_EQ(fn.findPlug("colour", true).child(1).asFloat(), 0.2f);
+
+    EXPECT_EQ(fn.findPlug("mode", true).asShort(), 1);
+    EXPECT_EQ(MFnEnumAttribute(THelpersNode::mode).fieldName(1), "surface");
+    EXPECT_EQ(MFnTypedAttribute(THelpersNode::label).attrType(), MFnData::kString);
+    EXPECT_EQ(fn.findPlug("label", true).asString(), "");
+    EXPECT_EQ(MFnTypedAttribute(THelpersNode::ids).attrType(), MFnData::kIntArray);
+    EXPECT_EQ(MFnTypedAttribute(THelpersNode::mesh).attrType(), MFnData::kMesh);
+    EXPECT_TRUE(MFnTypedAttribute(THelpersNode::mesh).isHidden());
+    EXPECT_TRUE(THelpersNode::xform.hasFn(MFn::kMatrixAttribute));
+    EXPECT_EQ(MFnUnitAttribute(THelpersNode::when).unitType(), MFnUnitAttribute::kTime);
+    EXPECT_DOUBLE_EQ(fn.findPlug("when", true).asMTime().as(MTime::kFilm), 12.0);
+
+    // The helpers leave the host's flag defaults alone.
+    MFnNumericAttribute count(THelpersNode::count);
+    EXPECT_TRUE(count.isReadable());
+    EXPECT_TRUE(count.isWritable());
+    EXPECT_TRUE(count.isStorable());
+    EXPECT_FALSE(count.isKeyable());
+    EXPECT_FALSE(count.isHidden());
+}
+
+TEST_F(KMayaUtilsTest, StatusCheckReportsTheApiErrorAndCarriesOn) {
+    // Adding an attribute outside initialize fails, as a duplicate name does inside it.
+    testing::internal::CaptureStderr();
+    KELNO_CHECK_MSTATUS(MPxNode::addAttribute(THelpersNode::duplicate));
+    const int line = __LINE__ - 1;
+    const std::string err = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(err, std::string("\nAPI error detected in ") + __FILE__ + " at line " + std::to_string(line) +
+                       "\n" + MStatus(MS::kFailure).errorString().asChar() + "\n");
+
+    testing::internal::CaptureStderr();
+    KELNO_CHECK_MSTATUS(MStatus(MS::kSuccess));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST_F(KMayaUtilsTest, LookupsByName) {
+    MObject xform = Host::createNode("transform", "rock");
+    MObject shape = Host::createNode("mesh", "rockShape", xform);
+
+    EXPECT_EQ(Kelno::NodeNameToMObject("helpers"), node);
+    EXPECT_TRUE(Kelno::NodeNameToMObject("nothing").isNull());
+    EXPECT_EQ(Kelno::MObjectToNodeName(node), "helpers");
+    EXPECT_EQ(Kelno::MObjectToNodeName(MObject()), "");
+
+    MDagPath path = Kelno::NodeNameToDagPath("rockShape");
+    ASSERT_TRUE(path.isValid());
+    EXPECT_EQ(path.fullPathName(), "|rock|rockShape");
+    EXPECT_EQ(Kelno::DagPathToMObject(path), shape);
+    EXPECT_EQ(Kelno::NodeNameToDagPath("|rock").node(), xform);
+    EXPECT_FALSE(Kelno::NodeNameToDagPath("helpers").isValid()) << "a dependency node has no DAG path";
+    EXPECT_FALSE(Kelno::NodeNameToDagPath("nothing").isValid());
+
+    MPlug plug;
+    ASSERT_TRUE(Kelno::GetPlugByName("time1", "outTime", plug));
+    EXPECT_EQ(plug.name(), "time1.outTime");
+    EXPECT_FALSE(Kelno::GetPlugByName("time1", "noSuchAttr", plug));
+    EXPECT_TRUE(plug.isNull());
+    EXPECT_FALSE(Kelno::GetPlugByName("noSuchNode", "outTime", plug));
+}
+
+TEST_F(KMayaUtilsTest, ConnectionsOnTheSideAskedFor) {
+    Host::createNode("THelpersNode", "source");
+    ASSERT_TRUE(Host::connect("source.label", "helpers.label"));
+    ASSERT_TRUE(Host::connect("helpers.count", "source.count"));
+    MObjectArray nodes;
+    MPlugArray plugs;
+    ASSERT_TRUE(Kelno::GetConnections(node, "label", 0, false, true, nodes, plugs));
+    ASSERT_EQ(nodes.length(), 1u);
+    EXPECT_EQ(Kelno::MObjectToNodeName(nodes[0]), "source");
+    EXPECT_EQ(plugs[0].name(), "source.label");
+
+    ASSERT_TRUE(Kelno::GetConnections(node, "label", 0, true, false, nodes, plugs));
+    EXPECT_EQ(nodes.length(), 0u) << "label has no outgoing connection";
+    ASSERT_TRUE(Kelno::GetConnections(node, "count", 0, true, false, nodes, plugs));
+    ASSERT_EQ(plugs.length(), 1u);
+    EXPECT_EQ(plugs[0].name(), "source.count");
+    EXPECT_FALSE(Kelno::GetConnections(node, "noSuchAttr", 0, true, true, nodes, plugs));
+}
+
+TEST(KMayaUtilsFree, MakePaddingPadsOnTheLeft) {
+    EXPECT_EQ(Kelno::MakePadding(12, 4), "0012");
+    EXPECT_EQ(Kelno::MakePadding(12345, 4), "12345");
+    EXPECT_EQ(Kelno::MakePadding(0, 3), "000");
+    EXPECT_EQ(Kelno::MakePadding(7, 0), "7");
+    EXPECT_EQ(Kelno::MakePadding(-5, 4), "-005");
+}
+
+TEST(KMayaUtilsFree, FileExist) {
+    const std::string path = testing::TempDir() + "kmayautils_exists.txt";
+    std::ofstream(path) << "x";
+    EXPECT_TRUE(Kelno::KFileExist(path.c_str()));
+    std::remove(path.c_str());
+    EXPECT_FALSE(Kelno::KFileExist(path.c_str()));
+    EXPECT_FALSE(Kelno::KFileExist(""));
+    EXPECT_FALSE(Kelno::KFileExist(nullptr));
+}
+
+TEST(KMayaUtilsFree, CurrentTimeInFramesOfTheUiUnit) {
+    Host::resetSession();
+    MAnimControl::setCurrentTime(MTime(37.0, MTime::kFilm));
+    EXPECT_FLOAT_EQ(Kelno::KCurrentTime(), 37.0f);
+    MTime::setUIUnit(MTime::kNTSCFrame);
+    EXPECT_FLOAT_EQ(Kelno::KCurrentTime(), 37.0f * 30.0f / 24.0f);
+    MTime::setUIUnit(MTime::kFilm);
+}
+
+TEST_F(KMayaUtilsTest, GetAttr3ReadsTheThreeChildren) {
+    Kelno::KColor colour(9.0f, 9.0f, 9.0f, 0.5f);
+    EXPECT_TRUE(Kelno::KGetAttr3(node, THelpersNode::colour, colour));
+    EXPECT_FLOAT_EQ(colour.r, 0.1f);
+    EXPECT_FLOAT_EQ(colour.g, 0.2f);
+    EXPECT_FLOAT_EQ(colour.b, 0.3f);
+    EXPECT_FLOAT_EQ(colour.a, 0.5f) << "alpha is not touched";
+    EXPECT_TRUE(Host::messages().empty());
+
+    // A plug without children: each of the three reads fails and is reported.
+    Kelno::KColor untouched(1.0f, 2.0f, 3.0f);
+    EXPECT_FALSE(Kelno::KGetAttr3(node, THelpersNode::count, untouched));
+    EXPECT_EQ(Host::messages(Host::MessageKind::Error),
+              std::vector<std::string>(3, "Error@KGetAttr3(): Failed to get value of the plug."));
+    EXPECT_EQ(untouched, Kelno::KColor(1.0f, 2.0f, 3.0f));
+}
+
+TEST(KMayaUtilsFree, PrintShowsTheTextAsInfo) {
+    Host::resetSession();
+    Kelno::mPrint(MString("3 vertices selected"));
+    Kelno::mPrint(42);
+    ASSERT_EQ(Host::messages().size(), 2u);
+    EXPECT_EQ(Host::messages()[0].kind, Host::MessageKind::Info);
+    EXPECT_EQ(Host::messages()[0].text, "3 vertices selected");
+    EXPECT_EQ(Host::messages()[1].text, "42");
+}
+
+} // namespace
