@@ -5,9 +5,10 @@
 #     kelno_configure_tool(<target>) gives C++17 to tests, benchmarks and the command-line tool;
 #   - -Wall -Wextra (and -Werror with KELNO_WARNINGS_AS_ERRORS);
 #   - position-independent code (everything ends up in shared objects);
-#   - PLUGIN_ABI: the settings Maya 2018 plug-ins need when built against the real devkit
-#     (the pre-C++11 libstdc++ string ABI on Linux). Against the host stand-in they are left
-#     off so the tests can share std::string with the system's GoogleTest.
+#   - PLUGIN_ABI: the devkit's platform defines and options for code that includes Maya headers,
+#     when built against the real devkit (nothing against the host stand-in). The libstdc++ ABI
+#     Maya needs is set for the whole build at the top level, since std::string crosses from
+#     the plug-in into the Kelno libraries.
 
 function(_kelno_warnings target)
   if(MSVC)
