@@ -319,11 +319,12 @@ inline float pruneBound(float best2, float slack) {
 // ---------------------------------------------------------------------------------------------
 // Build
 
+// A triangle's box; lo[3] carries the triangle index, hi[3] is 0.
 struct alignas(16) PrimRef {
     float lo[3];
     int id;
     float hi[3];
-    int pad;
+    float zero;
 };
 
 struct BuildNode {
@@ -332,26 +333,67 @@ struct BuildNode {
     int left, right; // -1 for a leaf
 };
 
-struct Bounds {
-    float lo[3], hi[3];
-    void reset() {
-        for (int a = 0; a < 3; ++a) {
-            lo[a] = std::numeric_limits<float>::infinity();
-            hi[a] = -std::numeric_limits<float>::infinity();
-        }
-    }
-    void grow(const float* l, const float* h) {
-        for (int a = 0; a < 3; ++a) {
-            lo[a] = std::min(lo[a], l[a]);
-            hi[a] = std::max(hi[a], h[a]);
-        }
-    }
-    void grow(const Bounds& b) { grow(b.lo, b.hi); }
-    float halfArea() const {
-        const float x = hi[0] - lo[0], y = hi[1] - lo[1], z = hi[2] - lo[2];
-        return x * y + y * z + z * x;
-    }
+inline float halfArea(F4 lo, F4 hi) {
+    alignas(16) float d[4];
+    store(d, hi - lo);
+    return d[0] * d[1] + d[1] * d[2] + d[2] * d[0];
+}
+
+// Box and centroid bounds of a range of prims (centroids are taken as lo + hi, twice the centre).
+struct RangeBounds {
+    F4 lo, hi, clo, chi;
 };
+
+inline F4 infinities(float sign) { return splat(sign * std::numeric_limits<float>::infinity()); }
+
+inline RangeBounds emptyBounds() { return {infinities(1), infinities(-1), infinities(1), infinities(-1)}; }
+
+inline F4 lowerThree() {
+    alignas(16) static const std::uint32_t m[4] = {0xffffffffu, 0xffffffffu, 0xffffffffu, 0u};
+    return load(reinterpret_cast<const float*>(m));
+}
+
+// The box of a prim with the index lane cleared (so no integer bits enter float arithmetic).
+inline F4 primLo(const PrimRef& p, F4 mask) { return load(p.lo) & mask; }
+inline F4 primHi(const PrimRef& p) { return load(p.hi); }
+
+inline void grow(RangeBounds& b, F4 lo, F4 hi, F4 c) {
+    b.lo = vmin(b.lo, lo);
+    b.hi = vmax(b.hi, hi);
+    b.clo = vmin(b.clo, c);
+    b.chi = vmax(b.chi, c);
+}
+
+inline void grow(RangeBounds& b, const RangeBounds& o) {
+    b.lo = vmin(b.lo, o.lo);
+    b.hi = vmax(b.hi, o.hi);
+    b.clo = vmin(b.clo, o.clo);
+    b.chi = vmax(b.chi, o.chi);
+}
+
+RangeBounds boundsOf(const PrimRef* prims, int begin, int count) {
+    const F4 mask = lowerThree();
+    RangeBounds b = emptyBounds();
+    for (int i = begin; i < begin + count; ++i) {
+        const F4 lo = primLo(prims[i], mask), hi = primHi(prims[i]);
+        grow(b, lo, hi, lo + hi);
+    }
+    return b;
+}
+
+struct BinBox {
+    F4 lo, hi;
+};
+
+// Truncates the four lanes to ints (the lanes are small and non-negative here).
+inline void truncate(F4 f, int* out) {
+#if KELNO_TREE_SSE
+    _mm_store_si128(reinterpret_cast<__m128i*>(out), _mm_cvttps_epi32(f.v));
+#else
+    for (int i = 0; i < 4; ++i)
+        out[i] = static_cast<int>(f.f[i]);
+#endif
+}
 
 inline int blocksFor(int n) { return (n + 3) / 4; }
 
@@ -360,41 +402,38 @@ class Builder {
     Builder(PrimRef* prims, BuildNode* nodes, int maxLeaf, int bins)
         : m_prims(prims), m_nodes(nodes), m_maxLeaf(maxLeaf), m_bins(bins) {}
 
-    // Builds the subtree of `index` over prims [begin, begin + count). Node indices are a
-    // function of the ranges alone (a subtree over n prims uses at most 2n - 1 slots), so the
-    // tree is the same whichever thread builds which part.
-    void build(int index, int begin, int count, int depth) {
+    // Builds the subtree of `index` over prims [begin, begin + count) whose bounds are given.
+    // Node indices are a function of the ranges alone (a subtree over n prims uses at most
+    // 2n - 1 slots), so the tree is the same whichever thread builds which part.
+    void build(int index, int begin, int count, int depth, RangeBounds bounds) {
         BuildNode& node = m_nodes[index];
-        Bounds box, centroids;
-        box.reset();
-        centroids.reset();
-        for (int i = begin; i < begin + count; ++i) {
-            const PrimRef& p = m_prims[i];
-            box.grow(p.lo, p.hi);
-            float c[3];
-            for (int a = 0; a < 3; ++a)
-                c[a] = p.lo[a] + p.hi[a];
-            centroids.grow(c, c);
-        }
+        alignas(16) float lo[4], hi[4];
+        store(lo, bounds.lo);
+        store(hi, bounds.hi);
         for (int a = 0; a < 3; ++a) {
-            node.lo[a] = box.lo[a];
-            node.hi[a] = box.hi[a];
+            node.lo[a] = lo[a];
+            node.hi[a] = hi[a];
         }
         node.begin = begin;
         node.count = count;
         node.left = node.right = -1;
-        if (count <= 1)
+        // One block is as cheap as a leaf gets, so up to four triangles are never split.
+        if (count <= 1 || count <= std::min(m_maxLeaf, 4))
             return;
 
         int split = -1;
-        if (depth < kSahDepth)
-            split = _sahSplit(begin, count, box, centroids);
-        if (split == -2)
-            return; // a leaf is cheaper
+        RangeBounds left, right;
+        if (depth < kSahDepth) {
+            split = _sahSplit(begin, count, bounds, left, right);
+            if (split == -2)
+                return; // a leaf is cheaper
+        }
         if (split < 0) {
             if (count <= m_maxLeaf)
                 return;
-            split = _medianSplit(begin, count, centroids);
+            split = _medianSplit(begin, count, bounds);
+            left = boundsOf(m_prims, begin, split - begin);
+            right = boundsOf(m_prims, split, begin + count - split);
         }
         const int leftCount = split - begin;
         const int leftIndex = index + 1;
@@ -402,12 +441,12 @@ class Builder {
         node.left = leftIndex;
         node.right = rightIndex;
         if (count > kTaskGrain) {
-#pragma omp task firstprivate(leftIndex, begin, leftCount, depth)
-            build(leftIndex, begin, leftCount, depth + 1);
+#pragma omp task firstprivate(leftIndex, begin, leftCount, depth, left)
+            build(leftIndex, begin, leftCount, depth + 1, left);
         } else {
-            build(leftIndex, begin, leftCount, depth + 1);
+            build(leftIndex, begin, leftCount, depth + 1, left);
         }
-        build(rightIndex, split, count - leftCount, depth + 1);
+        build(rightIndex, split, count - leftCount, depth + 1, right);
     }
 
   private:
@@ -415,31 +454,58 @@ class Builder {
     static const int kTaskGrain = 4096;
     static const int kMaxBins = 64;
 
-    // Returns the first prim of the right half, -2 when a leaf is cheaper than any split, or
-    // -1 when the centroids cannot be told apart.
-    int _sahSplit(int begin, int count, const Bounds& box, const Bounds& centroids) {
+    // Returns the first prim of the right half (and the halves' bounds), -2 when a leaf is
+    // cheaper than any split, or -1 when the centroids cannot be told apart.
+    int _sahSplit(int begin, int count, const RangeBounds& bounds, RangeBounds& leftOut,
+                  RangeBounds& rightOut) {
         const int nb = m_bins;
-        Bounds bins[3][kMaxBins];
-        int counts[3][kMaxBins];
-        float scale[3];
+        alignas(16) float clo[4], chi[4], scale[4] = {0, 0, 0, 0};
+        store(clo, bounds.clo);
+        store(chi, bounds.chi);
+        bool any = false;
         for (int a = 0; a < 3; ++a) {
-            const float extent = centroids.hi[a] - centroids.lo[a];
+            const float extent = chi[a] - clo[a];
             scale[a] = extent > 0.0f ? static_cast<float>(nb) * 0.99999f / extent : 0.0f;
-            for (int b = 0; b < nb; ++b) {
-                bins[a][b].reset();
-                counts[a][b] = 0;
+            any = any || scale[a] > 0.0f;
+        }
+        if (!any)
+            return -1;
+        // Two interleaved sets of bins: neighbouring prims often fall into the same bin, and
+        // one set would chain every update on the previous one through memory.
+        BinBox bins[2][3][kMaxBins];
+        int counts[2][3][kMaxBins];
+        for (int set = 0; set < 2; ++set) {
+            for (int a = 0; a < 3; ++a) {
+                for (int b = 0; b < nb; ++b) {
+                    bins[set][a][b] = BinBox{infinities(1), infinities(-1)};
+                    counts[set][a][b] = 0;
+                }
             }
         }
+        const F4 mask = lowerThree(), base = load(clo), sc = load(scale);
+        const F4 zero = splat(0.0f), top = splat(static_cast<float>(nb - 1));
         for (int i = begin; i < begin + count; ++i) {
             const PrimRef& p = m_prims[i];
+            const int set = i & 1;
+            const F4 lo = primLo(p, mask), hi = primHi(p);
+            alignas(16) int f[4];
+            truncate(vmin(vmax(((lo + hi) - base) * sc, zero), top), f);
             for (int a = 0; a < 3; ++a) {
-                const int b = _bin(p, a, centroids.lo[a], scale[a]);
-                bins[a][b].grow(p.lo, p.hi);
-                ++counts[a][b];
+                BinBox& bin = bins[set][a][f[a]];
+                bin.lo = vmin(bin.lo, lo);
+                bin.hi = vmax(bin.hi, hi);
+                ++counts[set][a][f[a]];
+            }
+        }
+        for (int a = 0; a < 3; ++a) {
+            for (int b = 0; b < nb; ++b) {
+                bins[0][a][b].lo = vmin(bins[0][a][b].lo, bins[1][a][b].lo);
+                bins[0][a][b].hi = vmax(bins[0][a][b].hi, bins[1][a][b].hi);
+                counts[0][a][b] += counts[1][a][b];
             }
         }
         // Cost in units of one four-triangle block test; a node visit costs about the same.
-        const float invArea = 1.0f / std::max(box.halfArea(), 1e-30f);
+        const float invArea = 1.0f / std::max(halfArea(bounds.lo, bounds.hi), 1e-30f);
         float bestCost = std::numeric_limits<float>::infinity();
         int bestAxis = -1, bestBin = -1;
         float rightArea[kMaxBins];
@@ -447,24 +513,26 @@ class Builder {
         for (int a = 0; a < 3; ++a) {
             if (scale[a] == 0.0f)
                 continue;
-            Bounds acc;
-            acc.reset();
+            F4 accLo = infinities(1), accHi = infinities(-1);
             int n = 0;
             for (int b = nb - 1; b > 0; --b) {
-                acc.grow(bins[a][b]);
-                n += counts[a][b];
-                rightArea[b] = n ? acc.halfArea() : 0.0f;
+                accLo = vmin(accLo, bins[0][a][b].lo);
+                accHi = vmax(accHi, bins[0][a][b].hi);
+                n += counts[0][a][b];
+                rightArea[b] = n ? halfArea(accLo, accHi) : 0.0f;
                 rightCount[b] = n;
             }
-            acc.reset();
+            accLo = infinities(1);
+            accHi = infinities(-1);
             n = 0;
             for (int b = 0; b + 1 < nb; ++b) {
-                acc.grow(bins[a][b]);
-                n += counts[a][b];
+                accLo = vmin(accLo, bins[0][a][b].lo);
+                accHi = vmax(accHi, bins[0][a][b].hi);
+                n += counts[0][a][b];
                 if (n == 0 || rightCount[b + 1] == 0)
                     continue;
                 const float cost =
-                    1.0f + (acc.halfArea() * static_cast<float>(blocksFor(n)) +
+                    1.0f + (halfArea(accLo, accHi) * static_cast<float>(blocksFor(n)) +
                             rightArea[b + 1] * static_cast<float>(blocksFor(rightCount[b + 1]))) *
                                invArea;
                 if (cost < bestCost) {
@@ -478,23 +546,56 @@ class Builder {
             return -1;
         if (count <= m_maxLeaf && static_cast<float>(blocksFor(count)) <= bestCost)
             return -2;
-        const float lo = centroids.lo[bestAxis], sc = scale[bestAxis];
-        PrimRef* mid = std::partition(m_prims + begin, m_prims + begin + count,
-                                      [&](const PrimRef& p) { return _bin(p, bestAxis, lo, sc) <= bestBin; });
+        // The same arithmetic as the binning above, one axis at a time; the halves' bounds are
+        // gathered on the way.
+        const float lo = clo[bestAxis], s = scale[bestAxis], last = static_cast<float>(nb - 1);
+        const int axis = bestAxis, cut = bestBin;
+        RangeBounds l = emptyBounds(), r = emptyBounds();
+        PrimRef* first = m_prims + begin;
+        PrimRef* end = first + count;
+        auto growInto = [&](RangeBounds& side, const PrimRef& p) {
+            const F4 plo = primLo(p, mask), phi = primHi(p);
+            grow(side, plo, phi, plo + phi);
+        };
+        for (;;) {
+            while (first != end && _goesLeft(*first, axis, lo, s, last, cut))
+                growInto(l, *first++);
+            if (first == end)
+                break;
+            // *first belongs to the right: find a left one from the back to swap with.
+            --end;
+            while (first != end && !_goesLeft(*end, axis, lo, s, last, cut))
+                growInto(r, *end--);
+            if (first == end) {
+                growInto(r, *first);
+                break;
+            }
+            std::swap(*first, *end);
+            growInto(l, *first++);
+            growInto(r, *end);
+        }
+        leftOut = l;
+        rightOut = r;
+        PrimRef* mid = first;
         return static_cast<int>(mid - m_prims);
     }
 
-    int _bin(const PrimRef& p, int axis, float lo, float scale) const {
-        const int b = static_cast<int>((p.lo[axis] + p.hi[axis] - lo) * scale);
-        return std::min(std::max(b, 0), m_bins - 1);
+    static bool _goesLeft(const PrimRef& p, int axis, float lo, float s, float last, int cut) {
+        float f = ((p.lo[axis] + p.hi[axis]) - lo) * s;
+        f = f > 0.0f ? f : 0.0f;
+        f = f < last ? f : last;
+        return static_cast<int>(f) <= cut;
     }
 
     // Halves the range along the widest centroid axis (ties broken by triangle index, so the
     // halves are fully determined).
-    int _medianSplit(int begin, int count, const Bounds& centroids) {
+    int _medianSplit(int begin, int count, const RangeBounds& bounds) {
+        alignas(16) float clo[4], chi[4];
+        store(clo, bounds.clo);
+        store(chi, bounds.chi);
         int axis = 0;
         for (int a = 1; a < 3; ++a) {
-            if (centroids.hi[a] - centroids.lo[a] > centroids.hi[axis] - centroids.lo[axis])
+            if (chi[a] - clo[a] > chi[axis] - clo[axis])
                 axis = a;
         }
         PrimRef* first = m_prims + begin;
@@ -554,13 +655,10 @@ class Collapser {
                 const BuildNode& c = m_bin[kids[k]];
                 if (c.left < 0)
                     continue;
-                Bounds bb;
-                for (int a = 0; a < 3; ++a) {
-                    bb.lo[a] = c.lo[a];
-                    bb.hi[a] = c.hi[a];
-                }
-                if (bb.halfArea() > area) {
-                    area = bb.halfArea();
+                const float x = c.hi[0] - c.lo[0], y = c.hi[1] - c.lo[1], z = c.hi[2] - c.lo[2];
+                const float childArea = x * y + y * z + z * x;
+                if (childArea > area) {
+                    area = childArea;
                     open = k;
                 }
             }
@@ -706,7 +804,7 @@ void KTriMeshDistTree::set(const KTriMesh& mesh) {
             p.lo[k] = std::min(std::min(a[k], b[k]), c[k]);
             p.hi[k] = std::max(std::max(a[k], b[k]), c[k]);
         }
-        p.pad = 0;
+        p.zero = 0.0f;
         largest = std::max(largest, (p.hi[0] - p.lo[0]) + (p.hi[1] - p.lo[1]) + (p.hi[2] - p.lo[2]));
     }
     data->slack = largest * (1.0f / 65536.0f);
@@ -717,7 +815,7 @@ void KTriMeshDistTree::set(const KTriMesh& mesh) {
     Builder builder(prims.data(), binary.get(), m_maxLeafSize, m_binCount);
 #pragma omp parallel
 #pragma omp single
-    builder.build(0, 0, count, 0);
+    builder.build(0, 0, count, 0, boundsOf(prims.data(), 0, count));
 
     // Node and block counts are not known before collapsing; the bounds below always hold.
     data->nodes.allocate(static_cast<std::size_t>(count));
