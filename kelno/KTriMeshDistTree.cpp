@@ -214,7 +214,11 @@ inline F4 distance2(F4 apx, F4 apy, F4 apz, F4 abx, F4 aby, F4 abz, F4 acx, F4 a
     return rx * rx + ry * ry + rz * rz;
 }
 
-inline LaneResult closestOnBlock(const float (&c)[9][4], F4 px, F4 py, F4 pz) {
+#if defined(__GNUC__)
+__attribute__((always_inline))
+#endif
+inline LaneResult
+closestOnBlock(const float (&c)[9][4], F4 px, F4 py, F4 pz) {
     const F4 zero = splat(0.0f), one = splat(1.0f), tiny = splat(kTiny);
     const F4 ax = load(c[6]), ay = load(c[7]), az = load(c[8]);
     const F4 abx = load(c[0]) - ax, aby = load(c[1]) - ay, abz = load(c[2]) - az;
@@ -266,8 +270,10 @@ inline LaneResult closestOnBlock(const float (&c)[9][4], F4 px, F4 py, F4 pz) {
     // Rounding can push a face answer just past edge BC; pull it back onto the triangle.
     const F4 st = s + t;
     const F4 over = st > one;
-    s = select(over, s / st, s);
-    t = select(over, t / st, t);
+    if (bits(over)) {
+        s = select(over, s / st, s);
+        t = select(over, t / st, t);
+    }
 
     s = select(eC, zero, s);
     t = select(eC, one, t);
@@ -280,7 +286,9 @@ inline LaneResult closestOnBlock(const float (&c)[9][4], F4 px, F4 py, F4 pz) {
 
     // Zero-area triangles and slivers that reached the face case: also try the three edges and
     // keep the nearest (face first, then AB, AC, BC on equal values).
-    const F4 sliver = andNot(zero <= zero, taken | (sum > splat(kSliver) * (e00 * e11)));
+    // (Padding lanes hold NaN and fail the first comparison.)
+    const F4 lengths = e00 * e11;
+    const F4 sliver = andNot(lengths >= zero, taken | (sum > splat(kSliver) * lengths));
     if (bits(sliver)) {
         const F4 sAB = clamp01(d1 / vmax(e00, tiny));
         const F4 tAC = clamp01(d2 / vmax(e11, tiny));
@@ -627,6 +635,21 @@ struct KTriMeshDistTree::Data {
     float slack = 0.0f;
     KBoundingBox box;
 
+    // Starts loading a child (node or first leaf block) while other work goes on.
+    void _prefetch(int ref) const {
+#if KELNO_TREE_SSE
+        const char* at =
+            isLeaf(ref) ? reinterpret_cast<const char*>(&blocks[static_cast<std::size_t>(leafFirst(ref))])
+                        : reinterpret_cast<const char*>(&nodes[static_cast<std::size_t>(ref)]);
+        _mm_prefetch(at, _MM_HINT_T0);
+        _mm_prefetch(at + 64, _MM_HINT_T0);
+        if (isLeaf(ref))
+            _mm_prefetch(at + 128, _MM_HINT_T0);
+#else
+        (void)ref;
+#endif
+    }
+
     int closest(const KVector& p, float maxDistance, float& w0, float& w1, const Block*& block,
                 int& lane) const;
     void boxQuery(const KBoundingBox& box, KIntArray& out) const;
@@ -864,6 +887,7 @@ int KTriMeshDistTree::Data::closest(const KVector& p, float maxDistance, float& 
                 while (hit) {
                     const int c = lowestBit(static_cast<unsigned>(hit));
                     hit &= hit - 1;
+                    _prefetch(n.child[c]);
                     int j = k++;
                     while (j > 0 && dist[order[j - 1]] < dist[c]) {
                         order[j] = order[j - 1];
@@ -880,6 +904,17 @@ int KTriMeshDistTree::Data::closest(const KVector& p, float maxDistance, float& 
             const int first = leafFirst(ref), blockCount = leafCount(ref);
             for (int b = 0; b < blockCount; ++b) {
                 const Block& blk = blocks[static_cast<std::size_t>(first + b)];
+                // The boxes of the four triangles first: most blocks of a leaf that is near
+                // enough hold no triangle that is.
+                F4 boxD2 = zero;
+                for (int a = 0; a < 3; ++a) {
+                    const F4 c0 = load(blk.c[a]), c1 = load(blk.c[3 + a]), c2 = load(blk.c[6 + a]);
+                    const F4 q = a == 0 ? px : (a == 1 ? py : pz);
+                    const F4 d = vmax(vmax(vmin(vmin(c0, c1), c2) - q, q - vmax(vmax(c0, c1), c2)), zero);
+                    boxD2 = boxD2 + d * d;
+                }
+                if (!bits(boxD2 <= splat(prune)))
+                    continue;
                 const LaneResult r = closestOnBlock(blk.c, px, py, pz);
                 int cand = bits(r.d2 <= splat(best));
                 if (!cand)
