@@ -300,20 +300,24 @@ double result(const std::string& key) {
 }
 
 void printSummary(const std::vector<std::string>& engines) {
-    std::printf("\nSummary (Kelno relative to each engine; > 1 means Kelno is faster or smaller)\n");
+    std::printf(
+        "\nSummary: x columns are Kelno's speed relative to the engine's (> 1: Kelno faster); mismatch\n"
+        "counts answers whose distance differs from Kelno's by more than float precision.\n");
     std::printf("%-20s %9s %-7s %12s %12s %8s %8s %9s %9s %9s %9s\n", "mesh", "triangles", "engine",
                 "q/s 1thr", "q/s 2thr", "x 1thr", "x 2thr", "build s", "x build", "bytes/tri", "mismatch");
     for (const std::string& mesh : g_meshOrder) {
         const double k1 = result(mesh + "|kelno|closestthreads:1"),
                      k2 = result(mesh + "|kelno|closestthreads:2");
         const double kb = result(mesh + "|kelno|build");
-        for (const std::string& e : engines) {
+        std::vector<std::string> rows = {"kelno"};
+        rows.insert(rows.end(), engines.begin(), engines.end());
+        for (const std::string& e : rows) {
             const double q1 = result(mesh + "|" + e + "|closestthreads:1");
             const double q2 = result(mesh + "|" + e + "|closestthreads:2");
             const double b = result(mesh + "|" + e + "|build");
             std::printf("%-20s %9.0f %-7s %12.0f %12.0f %8.2f %8.2f %9.3f %9.2f %9.1f %9.0f\n", mesh.c_str(),
                         result(mesh + "||tris"), e.c_str(), q1, q2, q1 > 0 ? k1 / q1 : 0.0,
-                        q2 > 0 ? k2 / q2 : 0.0, b, b > 0 ? b / kb : 0.0, result(mesh + "|" + e + "|bytes"),
+                        q2 > 0 ? k2 / q2 : 0.0, b, kb > 0 ? b / kb : 0.0, result(mesh + "|" + e + "|bytes"),
                         result(mesh + "|" + e + "|mismatch1") + result(mesh + "|" + e + "|mismatch2"));
         }
         const double c1 = result(mesh + "|cgal|boxthreads:1"), kk1 = result(mesh + "|kelno|boxthreads:1");
