@@ -1,0 +1,1066 @@
+#include "KTriMeshDistTree.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <new>
+#include <vector>
+
+#if defined(__SSE2__) || defined(_M_X64) || (defined(_M_IX86_FP) && _M_IX86_FP >= 2)
+#include <emmintrin.h>
+#define KELNO_TREE_SSE 1
+#endif
+#if defined(_MSC_VER)
+#include <intrin.h>
+#endif
+
+namespace Kelno {
+
+namespace {
+
+// ---------------------------------------------------------------------------------------------
+// Four-lane float arithmetic. Every lane runs exactly the same IEEE operations in the same order,
+// so a lane gives bit-identical results to the one-triangle entry point; the plain C++ fallback
+// reproduces SSE's min/max semantics (the second operand wins when either is NaN).
+
+#if KELNO_TREE_SSE
+struct F4 {
+    __m128 v;
+};
+inline F4 load(const float* p) { return {_mm_load_ps(p)}; }
+inline F4 splat(float f) { return {_mm_set1_ps(f)}; }
+inline void store(float* p, F4 a) { _mm_storeu_ps(p, a.v); }
+inline F4 operator+(F4 a, F4 b) { return {_mm_add_ps(a.v, b.v)}; }
+inline F4 operator-(F4 a, F4 b) { return {_mm_sub_ps(a.v, b.v)}; }
+inline F4 operator*(F4 a, F4 b) { return {_mm_mul_ps(a.v, b.v)}; }
+inline F4 operator/(F4 a, F4 b) { return {_mm_div_ps(a.v, b.v)}; }
+inline F4 vmin(F4 a, F4 b) { return {_mm_min_ps(a.v, b.v)}; }
+inline F4 vmax(F4 a, F4 b) { return {_mm_max_ps(a.v, b.v)}; }
+inline F4 operator<=(F4 a, F4 b) { return {_mm_cmple_ps(a.v, b.v)}; }
+inline F4 operator>=(F4 a, F4 b) { return {_mm_cmpge_ps(a.v, b.v)}; }
+inline F4 operator>(F4 a, F4 b) { return {_mm_cmpgt_ps(a.v, b.v)}; }
+inline F4 operator&(F4 a, F4 b) { return {_mm_and_ps(a.v, b.v)}; }
+inline F4 operator|(F4 a, F4 b) { return {_mm_or_ps(a.v, b.v)}; }
+inline F4 andNot(F4 a, F4 b) { return {_mm_andnot_ps(b.v, a.v)}; } // a & ~b
+inline F4 select(F4 mask, F4 a, F4 b) {
+    return {_mm_or_ps(_mm_and_ps(mask.v, a.v), _mm_andnot_ps(mask.v, b.v))};
+}
+inline int bits(F4 mask) { return _mm_movemask_ps(mask.v); }
+#else
+struct F4 {
+    float f[4];
+};
+inline F4 load(const float* p) {
+    F4 r;
+    std::memcpy(r.f, p, sizeof(r.f));
+    return r;
+}
+inline F4 splat(float f) { return {{f, f, f, f}}; }
+inline void store(float* p, F4 a) { std::memcpy(p, a.f, sizeof(a.f)); }
+template <class Op> inline F4 lanes(F4 a, F4 b, Op op) {
+    F4 r;
+    for (int i = 0; i < 4; ++i)
+        r.f[i] = op(a.f[i], b.f[i]);
+    return r;
+}
+inline float maskOf(bool b) {
+    const std::uint32_t u = b ? 0xffffffffu : 0u;
+    float f;
+    std::memcpy(&f, &u, sizeof(f));
+    return f;
+}
+inline std::uint32_t raw(float f) {
+    std::uint32_t u;
+    std::memcpy(&u, &f, sizeof(u));
+    return u;
+}
+inline float cooked(std::uint32_t u) {
+    float f;
+    std::memcpy(&f, &u, sizeof(f));
+    return f;
+}
+inline F4 operator+(F4 a, F4 b) {
+    return lanes(a, b, [](float x, float y) { return x + y; });
+}
+inline F4 operator-(F4 a, F4 b) {
+    return lanes(a, b, [](float x, float y) { return x - y; });
+}
+inline F4 operator*(F4 a, F4 b) {
+    return lanes(a, b, [](float x, float y) { return x * y; });
+}
+inline F4 operator/(F4 a, F4 b) {
+    return lanes(a, b, [](float x, float y) { return x / y; });
+}
+inline F4 vmin(F4 a, F4 b) {
+    return lanes(a, b, [](float x, float y) { return x < y ? x : y; });
+}
+inline F4 vmax(F4 a, F4 b) {
+    return lanes(a, b, [](float x, float y) { return x > y ? x : y; });
+}
+inline F4 operator<=(F4 a, F4 b) {
+    return lanes(a, b, [](float x, float y) { return maskOf(x <= y); });
+}
+inline F4 operator>=(F4 a, F4 b) {
+    return lanes(a, b, [](float x, float y) { return maskOf(x >= y); });
+}
+inline F4 operator>(F4 a, F4 b) {
+    return lanes(a, b, [](float x, float y) { return maskOf(x > y); });
+}
+inline F4 operator&(F4 a, F4 b) {
+    return lanes(a, b, [](float x, float y) { return cooked(raw(x) & raw(y)); });
+}
+inline F4 operator|(F4 a, F4 b) {
+    return lanes(a, b, [](float x, float y) { return cooked(raw(x) | raw(y)); });
+}
+inline F4 andNot(F4 a, F4 b) {
+    return lanes(a, b, [](float x, float y) { return cooked(raw(x) & ~raw(y)); });
+}
+inline F4 select(F4 mask, F4 a, F4 b) { return (mask & a) | andNot(b, mask); }
+inline int bits(F4 mask) {
+    int r = 0;
+    for (int i = 0; i < 4; ++i)
+        r |= (raw(mask.f[i]) >> 31) << i;
+    return r;
+}
+#endif
+
+inline int lowestBit(unsigned m) {
+#if defined(_MSC_VER)
+    unsigned long i;
+    _BitScanForward(&i, m);
+    return static_cast<int>(i);
+#else
+    return __builtin_ctz(m);
+#endif
+}
+
+inline F4 clamp01(F4 a) { return vmin(vmax(a, splat(0.0f)), splat(1.0f)); }
+
+// ---------------------------------------------------------------------------------------------
+// Storage
+
+// Four triangles, corners as structure of arrays: c[3 * k + axis][lane] is corner k. Unused
+// lanes hold NaN corners (their distance is NaN and never wins) and the index -1.
+struct alignas(16) Block {
+    float c[9][4];
+    int id[4];
+};
+
+// Child reference: >= 0 is a node index; < 0 is a leaf, ~ref = (first block << 2) | (blocks - 1).
+inline bool isLeaf(int ref) { return ref < 0; }
+inline int leafRef(int firstBlock, int blockCount) { return ~((firstBlock << 2) | (blockCount - 1)); }
+inline int leafFirst(int ref) { return (~ref) >> 2; }
+inline int leafCount(int ref) { return ((~ref) & 3) + 1; }
+
+// Four child boxes as structure of arrays (b[0..2] min x y z, b[3..5] max x y z). Empty slots
+// have inverted infinite boxes and are also left out of `valid`.
+struct alignas(64) Node {
+    float b[6][4];
+    int child[4];
+    int valid; // bit k set when child k exists
+    int pad[3];
+};
+static_assert(sizeof(Node) == 128, "two cache lines per node");
+static_assert(sizeof(Block) == 160, "packed block");
+
+// Plain aligned array (over-aligned new is not available in C++14).
+template <class T> class AlignedArray {
+  public:
+    AlignedArray() = default;
+    AlignedArray(const AlignedArray&) = delete;
+    AlignedArray& operator=(const AlignedArray&) = delete;
+    ~AlignedArray() { ::operator delete(m_raw); }
+    void allocate(std::size_t n) {
+        ::operator delete(m_raw);
+        m_raw = ::operator new(n * sizeof(T) + 64);
+        const std::uintptr_t a = (reinterpret_cast<std::uintptr_t>(m_raw) + 63) & ~std::uintptr_t(63);
+        m_data = reinterpret_cast<T*>(a);
+        m_size = n;
+    }
+    T* data() { return m_data; }
+    const T* data() const { return m_data; }
+    T& operator[](std::size_t i) { return m_data[i]; }
+    const T& operator[](std::size_t i) const { return m_data[i]; }
+    std::size_t size() const { return m_size; }
+
+  private:
+    void* m_raw = nullptr;
+    T* m_data = nullptr;
+    std::size_t m_size = 0;
+};
+
+// ---------------------------------------------------------------------------------------------
+// Closest point on four triangles at once.
+//
+// The triangle is taken as A = c2, B = c0, C = c1 so that closest = A + s (B - A) + t (C - A)
+// gives the caller's weights directly (w0 = s, w1 = t). Regions are tested in the classic order
+// (A, B, edge AB, C, edge AC, edge BC, face); the dot products are derived from two of them and
+// the squared edge lengths, which makes a query point equal to a corner land exactly on it.
+struct LaneResult {
+    F4 s, t, d2;
+};
+
+const float kTiny = std::numeric_limits<float>::min();
+// Below this ratio of area^2 to |AB|^2 |AC|^2 (sine of the angle at A below 2^-10) the face
+// formula loses too much to cancellation; such triangles also try their three edges.
+const float kSliver = 1.0f / 1048576.0f;
+
+inline F4 distance2(F4 apx, F4 apy, F4 apz, F4 abx, F4 aby, F4 abz, F4 acx, F4 acy, F4 acz, F4 s, F4 t) {
+    const F4 rx = (apx - s * abx) - t * acx;
+    const F4 ry = (apy - s * aby) - t * acy;
+    const F4 rz = (apz - s * abz) - t * acz;
+    return rx * rx + ry * ry + rz * rz;
+}
+
+#if defined(__GNUC__)
+__attribute__((always_inline))
+#endif
+inline LaneResult
+closestOnBlock(const float (&c)[9][4], F4 px, F4 py, F4 pz) {
+    const F4 zero = splat(0.0f), one = splat(1.0f), tiny = splat(kTiny);
+    const F4 ax = load(c[6]), ay = load(c[7]), az = load(c[8]);
+    const F4 abx = load(c[0]) - ax, aby = load(c[1]) - ay, abz = load(c[2]) - az;
+    const F4 acx = load(c[3]) - ax, acy = load(c[4]) - ay, acz = load(c[5]) - az;
+    const F4 apx = px - ax, apy = py - ay, apz = pz - az;
+
+    const F4 d1 = abx * apx + aby * apy + abz * apz;
+    const F4 d2 = acx * apx + acy * apy + acz * apz;
+    const F4 e00 = abx * abx + aby * aby + abz * abz;
+    const F4 e01 = abx * acx + aby * acy + abz * acz;
+    const F4 e11 = acx * acx + acy * acy + acz * acz;
+    const F4 d3 = d1 - e00; // AB . (P - B)
+    const F4 d4 = d2 - e01; // AC . (P - B)
+    const F4 d5 = d1 - e01; // AB . (P - C)
+    const F4 d6 = d2 - e11; // AC . (P - C)
+    const F4 va = d3 * d6 - d5 * d4;
+    const F4 vb = d5 * d2 - d1 * d6;
+    const F4 vc = d1 * d4 - d3 * d2;
+    const F4 bcStart = d4 - d3, bcEnd = d5 - d6;
+
+    const F4 mA = (d1 <= zero) & (d2 <= zero);
+    const F4 mB = (d3 >= zero) & (d4 <= d3);
+    const F4 mAB = (vc <= zero) & (d1 >= zero) & (d3 <= zero);
+    const F4 mC = (d6 >= zero) & (d5 <= d6);
+    const F4 mAC = (vb <= zero) & (d2 >= zero) & (d6 <= zero);
+    const F4 mBC = (va <= zero) & (bcStart >= zero) & (bcEnd >= zero);
+    // Make the regions exclusive in test order.
+    F4 taken = mA | mB;
+    const F4 eAB = andNot(mAB, taken);
+    taken = taken | mAB;
+    const F4 eC = andNot(mC, taken);
+    taken = taken | mC;
+    const F4 eAC = andNot(mAC, taken);
+    taken = taken | mAC;
+    const F4 eBC = andNot(mBC, taken);
+    taken = taken | mBC;
+
+    // One division pair serves whichever of face and edges applies.
+    const F4 sum = va + vb + vc;
+    F4 ns = select(eBC, bcEnd, vb), nt = select(eBC, bcStart, vc), den = select(eBC, bcStart + bcEnd, sum);
+    ns = select(eAC, zero, ns);
+    nt = select(eAC, d2, nt);
+    den = select(eAC, d2 - d6, den);
+    ns = select(eAB, d1, ns);
+    nt = select(eAB, zero, nt);
+    den = select(eAB, d1 - d3, den);
+    den = vmax(den, tiny);
+    F4 s = clamp01(ns / den), t = clamp01(nt / den);
+    // Rounding can push a face answer just past edge BC; pull it back onto the triangle.
+    const F4 st = s + t;
+    const F4 over = st > one;
+    if (bits(over)) {
+        s = select(over, s / st, s);
+        t = select(over, t / st, t);
+    }
+
+    s = select(eC, zero, s);
+    t = select(eC, one, t);
+    s = select(mB, one, s);
+    t = select(mB, zero, t);
+    s = select(mA, zero, s);
+    t = select(mA, zero, t);
+
+    F4 d = distance2(apx, apy, apz, abx, aby, abz, acx, acy, acz, s, t);
+
+    // Zero-area triangles and slivers that reached the face case: also try the three edges and
+    // keep the nearest (face first, then AB, AC, BC on equal values).
+    // (Padding lanes hold NaN and fail the first comparison.)
+    const F4 lengths = e00 * e11;
+    const F4 sliver = andNot(lengths >= zero, taken | (sum > splat(kSliver) * lengths));
+    if (bits(sliver)) {
+        const F4 sAB = clamp01(d1 / vmax(e00, tiny));
+        const F4 tAC = clamp01(d2 / vmax(e11, tiny));
+        const F4 wBC = clamp01(bcStart / vmax(bcStart + bcEnd, tiny));
+        const F4 sBC = one - wBC;
+        const F4 dAB = distance2(apx, apy, apz, abx, aby, abz, acx, acy, acz, sAB, zero);
+        const F4 dAC = distance2(apx, apy, apz, abx, aby, abz, acx, acy, acz, zero, tAC);
+        const F4 dBC = distance2(apx, apy, apz, abx, aby, abz, acx, acy, acz, sBC, wBC);
+        F4 m = sliver & (d > dAB);
+        s = select(m, sAB, s);
+        t = select(m, zero, t);
+        d = select(m, dAB, d);
+        m = sliver & (d > dAC);
+        s = select(m, zero, s);
+        t = select(m, tAC, t);
+        d = select(m, dAC, d);
+        m = sliver & (d > dBC);
+        s = select(m, sBC, s);
+        t = select(m, wBC, t);
+        d = select(m, dBC, d);
+    }
+    return {s, t, d};
+}
+
+// ---------------------------------------------------------------------------------------------
+// Pruning. The distance of a triangle as computed in floats can fall a little below the exact
+// distance of its box (rounding in the differences and the weights), so a box is skipped only
+// when it is farther than the best value by more than that rounding can explain: a relative
+// 2^-16 plus an absolute slack from the largest triangle in the tree. This keeps every triangle
+// that could win or tie, so the answer never depends on the shape of the tree.
+inline float pruneBound(float best2, float slack) {
+    const float r = std::sqrt(best2) * (1.0f + 1.0f / 65536.0f) + slack;
+    return r * r;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Build
+
+// A triangle's box; lo[3] carries the triangle index, hi[3] is 0.
+struct alignas(16) PrimRef {
+    float lo[3];
+    int id;
+    float hi[3];
+    float zero;
+};
+
+struct BuildNode {
+    float lo[3], hi[3];
+    int begin, count;
+    int left, right; // -1 for a leaf
+};
+
+inline float halfArea(F4 lo, F4 hi) {
+    alignas(16) float d[4];
+    store(d, hi - lo);
+    return d[0] * d[1] + d[1] * d[2] + d[2] * d[0];
+}
+
+// Box and centroid bounds of a range of prims (centroids are taken as lo + hi, twice the centre).
+struct RangeBounds {
+    F4 lo, hi, clo, chi;
+};
+
+inline F4 infinities(float sign) { return splat(sign * std::numeric_limits<float>::infinity()); }
+
+inline RangeBounds emptyBounds() { return {infinities(1), infinities(-1), infinities(1), infinities(-1)}; }
+
+inline F4 lowerThree() {
+    alignas(16) static const std::uint32_t m[4] = {0xffffffffu, 0xffffffffu, 0xffffffffu, 0u};
+    return load(reinterpret_cast<const float*>(m));
+}
+
+// The box of a prim with the index lane cleared (so no integer bits enter float arithmetic).
+inline F4 primLo(const PrimRef& p, F4 mask) { return load(p.lo) & mask; }
+inline F4 primHi(const PrimRef& p) { return load(p.hi); }
+
+inline void grow(RangeBounds& b, F4 lo, F4 hi, F4 c) {
+    b.lo = vmin(b.lo, lo);
+    b.hi = vmax(b.hi, hi);
+    b.clo = vmin(b.clo, c);
+    b.chi = vmax(b.chi, c);
+}
+
+inline void grow(RangeBounds& b, const RangeBounds& o) {
+    b.lo = vmin(b.lo, o.lo);
+    b.hi = vmax(b.hi, o.hi);
+    b.clo = vmin(b.clo, o.clo);
+    b.chi = vmax(b.chi, o.chi);
+}
+
+RangeBounds boundsOf(const PrimRef* prims, int begin, int count) {
+    const F4 mask = lowerThree();
+    RangeBounds b = emptyBounds();
+    for (int i = begin; i < begin + count; ++i) {
+        const F4 lo = primLo(prims[i], mask), hi = primHi(prims[i]);
+        grow(b, lo, hi, lo + hi);
+    }
+    return b;
+}
+
+struct BinBox {
+    F4 lo, hi;
+};
+
+// Truncates the four lanes to ints (the lanes are small and non-negative here).
+inline void truncate(F4 f, int* out) {
+#if KELNO_TREE_SSE
+    _mm_store_si128(reinterpret_cast<__m128i*>(out), _mm_cvttps_epi32(f.v));
+#else
+    for (int i = 0; i < 4; ++i)
+        out[i] = static_cast<int>(f.f[i]);
+#endif
+}
+
+inline int blocksFor(int n) { return (n + 3) / 4; }
+
+class Builder {
+  public:
+    Builder(PrimRef* prims, BuildNode* nodes, int maxLeaf, int bins)
+        : m_prims(prims), m_nodes(nodes), m_maxLeaf(maxLeaf), m_bins(bins) {}
+
+    // Builds the subtree of `index` over prims [begin, begin + count) whose bounds are given.
+    // Node indices are a function of the ranges alone (a subtree over n prims uses at most
+    // 2n - 1 slots), so the tree is the same whichever thread builds which part.
+    void build(int index, int begin, int count, int depth, RangeBounds bounds) {
+        BuildNode& node = m_nodes[index];
+        alignas(16) float lo[4], hi[4];
+        store(lo, bounds.lo);
+        store(hi, bounds.hi);
+        for (int a = 0; a < 3; ++a) {
+            node.lo[a] = lo[a];
+            node.hi[a] = hi[a];
+        }
+        node.begin = begin;
+        node.count = count;
+        node.left = node.right = -1;
+        // One block is as cheap as a leaf gets, so up to four triangles are never split.
+        if (count <= 1 || count <= std::min(m_maxLeaf, 4))
+            return;
+
+        int split = -1;
+        RangeBounds left, right;
+        if (depth < kSahDepth) {
+            split = _sahSplit(begin, count, bounds, left, right);
+            if (split == -2)
+                return; // a leaf is cheaper
+        }
+        if (split < 0) {
+            if (count <= m_maxLeaf)
+                return;
+            split = _medianSplit(begin, count, bounds);
+            left = boundsOf(m_prims, begin, split - begin);
+            right = boundsOf(m_prims, split, begin + count - split);
+        }
+        const int leftCount = split - begin;
+        const int leftIndex = index + 1;
+        const int rightIndex = index + 2 * leftCount;
+        node.left = leftIndex;
+        node.right = rightIndex;
+        if (count > kTaskGrain) {
+#pragma omp task firstprivate(leftIndex, begin, leftCount, depth, left)
+            build(leftIndex, begin, leftCount, depth + 1, left);
+        } else {
+            build(leftIndex, begin, leftCount, depth + 1, left);
+        }
+        build(rightIndex, split, count - leftCount, depth + 1, right);
+    }
+
+  private:
+    static const int kSahDepth = 40;
+    static const int kTaskGrain = 4096;
+    static const int kMaxBins = 64;
+
+    // Returns the first prim of the right half (and the halves' bounds), -2 when a leaf is
+    // cheaper than any split, or -1 when the centroids cannot be told apart.
+    int _sahSplit(int begin, int count, const RangeBounds& bounds, RangeBounds& leftOut,
+                  RangeBounds& rightOut) {
+        const int nb = m_bins;
+        alignas(16) float clo[4], chi[4], scale[4] = {0, 0, 0, 0};
+        store(clo, bounds.clo);
+        store(chi, bounds.chi);
+        bool any = false;
+        for (int a = 0; a < 3; ++a) {
+            const float extent = chi[a] - clo[a];
+            scale[a] = extent > 0.0f ? static_cast<float>(nb) * 0.99999f / extent : 0.0f;
+            any = any || scale[a] > 0.0f;
+        }
+        if (!any)
+            return -1;
+        // Two interleaved sets of bins: neighbouring prims often fall into the same bin, and
+        // one set would chain every update on the previous one through memory.
+        BinBox bins[2][3][kMaxBins];
+        int counts[2][3][kMaxBins];
+        for (int set = 0; set < 2; ++set) {
+            for (int a = 0; a < 3; ++a) {
+                for (int b = 0; b < nb; ++b) {
+                    bins[set][a][b] = BinBox{infinities(1), infinities(-1)};
+                    counts[set][a][b] = 0;
+                }
+            }
+        }
+        const F4 mask = lowerThree(), base = load(clo), sc = load(scale);
+        const F4 zero = splat(0.0f), top = splat(static_cast<float>(nb - 1));
+        for (int i = begin; i < begin + count; ++i) {
+            const PrimRef& p = m_prims[i];
+            const int set = i & 1;
+            const F4 lo = primLo(p, mask), hi = primHi(p);
+            alignas(16) int f[4];
+            truncate(vmin(vmax(((lo + hi) - base) * sc, zero), top), f);
+            for (int a = 0; a < 3; ++a) {
+                BinBox& bin = bins[set][a][f[a]];
+                bin.lo = vmin(bin.lo, lo);
+                bin.hi = vmax(bin.hi, hi);
+                ++counts[set][a][f[a]];
+            }
+        }
+        for (int a = 0; a < 3; ++a) {
+            for (int b = 0; b < nb; ++b) {
+                bins[0][a][b].lo = vmin(bins[0][a][b].lo, bins[1][a][b].lo);
+                bins[0][a][b].hi = vmax(bins[0][a][b].hi, bins[1][a][b].hi);
+                counts[0][a][b] += counts[1][a][b];
+            }
+        }
+        // Cost in units of one four-triangle block test; a node visit costs about the same.
+        const float invArea = 1.0f / std::max(halfArea(bounds.lo, bounds.hi), 1e-30f);
+        float bestCost = std::numeric_limits<float>::infinity();
+        int bestAxis = -1, bestBin = -1;
+        float rightArea[kMaxBins];
+        int rightCount[kMaxBins];
+        for (int a = 0; a < 3; ++a) {
+            if (scale[a] == 0.0f)
+                continue;
+            F4 accLo = infinities(1), accHi = infinities(-1);
+            int n = 0;
+            for (int b = nb - 1; b > 0; --b) {
+                accLo = vmin(accLo, bins[0][a][b].lo);
+                accHi = vmax(accHi, bins[0][a][b].hi);
+                n += counts[0][a][b];
+                rightArea[b] = n ? halfArea(accLo, accHi) : 0.0f;
+                rightCount[b] = n;
+            }
+            accLo = infinities(1);
+            accHi = infinities(-1);
+            n = 0;
+            for (int b = 0; b + 1 < nb; ++b) {
+                accLo = vmin(accLo, bins[0][a][b].lo);
+                accHi = vmax(accHi, bins[0][a][b].hi);
+                n += counts[0][a][b];
+                if (n == 0 || rightCount[b + 1] == 0)
+                    continue;
+                const float cost =
+                    1.0f + (halfArea(accLo, accHi) * static_cast<float>(blocksFor(n)) +
+                            rightArea[b + 1] * static_cast<float>(blocksFor(rightCount[b + 1]))) *
+                               invArea;
+                if (cost < bestCost) {
+                    bestCost = cost;
+                    bestAxis = a;
+                    bestBin = b;
+                }
+            }
+        }
+        if (bestAxis < 0)
+            return -1;
+        if (count <= m_maxLeaf && static_cast<float>(blocksFor(count)) <= bestCost)
+            return -2;
+        // The same arithmetic as the binning above, one axis at a time; the halves' bounds are
+        // gathered on the way.
+        const float lo = clo[bestAxis], s = scale[bestAxis], last = static_cast<float>(nb - 1);
+        const int axis = bestAxis, cut = bestBin;
+        RangeBounds l = emptyBounds(), r = emptyBounds();
+        PrimRef* first = m_prims + begin;
+        PrimRef* end = first + count;
+        auto growInto = [&](RangeBounds& side, const PrimRef& p) {
+            const F4 plo = primLo(p, mask), phi = primHi(p);
+            grow(side, plo, phi, plo + phi);
+        };
+        for (;;) {
+            while (first != end && _goesLeft(*first, axis, lo, s, last, cut))
+                growInto(l, *first++);
+            if (first == end)
+                break;
+            // *first belongs to the right: find a left one from the back to swap with.
+            --end;
+            while (first != end && !_goesLeft(*end, axis, lo, s, last, cut))
+                growInto(r, *end--);
+            if (first == end) {
+                growInto(r, *first);
+                break;
+            }
+            std::swap(*first, *end);
+            growInto(l, *first++);
+            growInto(r, *end);
+        }
+        leftOut = l;
+        rightOut = r;
+        PrimRef* mid = first;
+        return static_cast<int>(mid - m_prims);
+    }
+
+    static bool _goesLeft(const PrimRef& p, int axis, float lo, float s, float last, int cut) {
+        float f = ((p.lo[axis] + p.hi[axis]) - lo) * s;
+        f = f > 0.0f ? f : 0.0f;
+        f = f < last ? f : last;
+        return static_cast<int>(f) <= cut;
+    }
+
+    // Halves the range along the widest centroid axis (ties broken by triangle index, so the
+    // halves are fully determined).
+    int _medianSplit(int begin, int count, const RangeBounds& bounds) {
+        alignas(16) float clo[4], chi[4];
+        store(clo, bounds.clo);
+        store(chi, bounds.chi);
+        int axis = 0;
+        for (int a = 1; a < 3; ++a) {
+            if (chi[a] - clo[a] > chi[axis] - clo[axis])
+                axis = a;
+        }
+        PrimRef* first = m_prims + begin;
+        std::nth_element(first, first + count / 2, first + count, [axis](const PrimRef& x, const PrimRef& y) {
+            const float cx = x.lo[axis] + x.hi[axis], cy = y.lo[axis] + y.hi[axis];
+            return cx < cy || (cx == cy && x.id < y.id);
+        });
+        return begin + count / 2;
+    }
+
+    PrimRef* m_prims;
+    BuildNode* m_nodes;
+    int m_maxLeaf;
+    int m_bins;
+};
+
+} // namespace
+
+// ---------------------------------------------------------------------------------------------
+// The built tree
+
+struct KTriMeshDistTree::Data {
+    AlignedArray<Node> nodes;
+    AlignedArray<Block> blocks;
+    int nodeCount = 0;
+    int blockCount = 0;
+    int root = 0;
+    int triangleCount = 0;
+    float slack = 0.0f;
+    KBoundingBox box;
+
+    // Starts loading a child (node or first leaf block) while other work goes on.
+    void _prefetch(int ref) const {
+#if KELNO_TREE_SSE
+        const char* at =
+            isLeaf(ref) ? reinterpret_cast<const char*>(&blocks[static_cast<std::size_t>(leafFirst(ref))])
+                        : reinterpret_cast<const char*>(&nodes[static_cast<std::size_t>(ref)]);
+        _mm_prefetch(at, _MM_HINT_T0);
+        _mm_prefetch(at + 64, _MM_HINT_T0);
+        if (isLeaf(ref))
+            _mm_prefetch(at + 128, _MM_HINT_T0);
+#else
+        (void)ref;
+#endif
+    }
+
+    int closest(const KVector& p, float maxDistance, float& w0, float& w1, const Block*& block,
+                int& lane) const;
+    void boxQuery(const KBoundingBox& box, KIntArray& out) const;
+};
+
+namespace {
+
+// Turns the binary build tree into four-wide nodes (opening the largest child first) and
+// writes nodes and blocks in depth-first order.
+class Collapser {
+  public:
+    Collapser(const BuildNode* bin, const PrimRef* prims, const KTriMesh& mesh, Node* nodes, Block* blocks)
+        : m_bin(bin), m_prims(prims), m_mesh(mesh), m_nodes(nodes), m_blocks(blocks) {}
+
+    int emit(int b) {
+        const BuildNode& bn = m_bin[b];
+        if (bn.left < 0)
+            return _emitLeaf(bn.begin, bn.count);
+        const int index = m_nodeCount++;
+        int kids[4] = {bn.left, bn.right, -1, -1};
+        int n = 2;
+        while (n < 4) {
+            int open = -1;
+            float area = -1.0f;
+            for (int k = 0; k < n; ++k) {
+                const BuildNode& c = m_bin[kids[k]];
+                if (c.left < 0)
+                    continue;
+                const float x = c.hi[0] - c.lo[0], y = c.hi[1] - c.lo[1], z = c.hi[2] - c.lo[2];
+                const float childArea = x * y + y * z + z * x;
+                if (childArea > area) {
+                    area = childArea;
+                    open = k;
+                }
+            }
+            if (open < 0)
+                break;
+            const int l = m_bin[kids[open]].left, r = m_bin[kids[open]].right;
+            kids[open] = l;
+            kids[n++] = r;
+        }
+        Node& node = m_nodes[index];
+        node.valid = 0;
+        for (int k = 0; k < 4; ++k) {
+            for (int a = 0; a < 3; ++a) {
+                node.b[a][k] = std::numeric_limits<float>::infinity();
+                node.b[3 + a][k] = -std::numeric_limits<float>::infinity();
+            }
+            node.child[k] = 0;
+        }
+        std::fill(node.pad, node.pad + 3, 0);
+        for (int k = 0; k < n; ++k) {
+            const BuildNode& c = m_bin[kids[k]];
+            for (int a = 0; a < 3; ++a) {
+                node.b[a][k] = c.lo[a];
+                node.b[3 + a][k] = c.hi[a];
+            }
+            const int ref = emit(kids[k]);
+            m_nodes[index].child[k] = ref;
+            m_nodes[index].valid |= 1 << k;
+        }
+        return index;
+    }
+
+    int nodeCount() const { return m_nodeCount; }
+    int blockCount() const { return m_blockCount; }
+
+  private:
+    int _emitLeaf(int begin, int count) {
+        const int first = m_blockCount;
+        const int blocks = blocksFor(count);
+        const float nan = std::numeric_limits<float>::quiet_NaN();
+        for (int k = 0; k < blocks; ++k) {
+            Block& blk = m_blocks[m_blockCount++];
+            for (int lane = 0; lane < 4; ++lane) {
+                const int i = 4 * k + lane;
+                if (i < count) {
+                    const int id = m_prims[begin + i].id;
+                    const KInt3& tri = m_mesh.triangles[id];
+                    for (int corner = 0; corner < 3; ++corner) {
+                        const KVector& v = m_mesh.positions[tri[corner]];
+                        blk.c[3 * corner][lane] = v.x;
+                        blk.c[3 * corner + 1][lane] = v.y;
+                        blk.c[3 * corner + 2][lane] = v.z;
+                    }
+                    blk.id[lane] = id;
+                } else {
+                    for (int j = 0; j < 9; ++j)
+                        blk.c[j][lane] = nan;
+                    blk.id[lane] = -1;
+                }
+            }
+        }
+        return leafRef(first, blocks);
+    }
+
+    const BuildNode* m_bin;
+    const PrimRef* m_prims;
+    const KTriMesh& m_mesh;
+    Node* m_nodes;
+    Block* m_blocks;
+    int m_nodeCount = 0;
+    int m_blockCount = 0;
+};
+
+bool finite(const KVector& v) { return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z); }
+
+} // namespace
+
+KTriMeshDistTree::KTriMeshDistTree(int maxLeafSize, int binCount)
+    : m_maxLeafSize(std::min(std::max(maxLeafSize, 1), 16)), m_binCount(std::min(std::max(binCount, 4), 64)) {
+}
+
+KTriMeshDistTree::KTriMeshDistTree(const KTriMesh& mesh, int maxLeafSize, int binCount)
+    : KTriMeshDistTree(maxLeafSize, binCount) {
+    set(mesh);
+}
+
+void KTriMeshDistTree::clear() { m_data.reset(); }
+
+int KTriMeshDistTree::triangleCount() const { return m_data ? m_data->triangleCount : 0; }
+
+std::size_t KTriMeshDistTree::memoryBytes() const {
+    if (!m_data)
+        return 0;
+    return sizeof(Data) + static_cast<std::size_t>(m_data->nodeCount) * sizeof(Node) +
+           static_cast<std::size_t>(m_data->blockCount) * sizeof(Block);
+}
+
+KBoundingBox KTriMeshDistTree::boundingBox() const { return m_data ? m_data->box : KBoundingBox(); }
+
+void KTriMeshDistTree::set(const KTriMesh& mesh) {
+    m_data.reset();
+    const int nt = mesh.triangleCount();
+    const int nv = mesh.vertexCount();
+
+    // Usable triangles: indices in range and finite corners.
+    std::vector<char> usable(static_cast<std::size_t>(std::max(nt, 0)), 0);
+#pragma omp parallel for schedule(static)
+    for (int t = 0; t < nt; ++t) {
+        const KInt3& tri = mesh.triangles[t];
+        bool ok = true;
+        for (int k = 0; k < 3 && ok; ++k)
+            ok = tri[k] >= 0 && tri[k] < nv && finite(mesh.positions[tri[k]]);
+        usable[t] = ok ? 1 : 0;
+    }
+    int count = 0;
+    for (char u : usable)
+        count += u;
+
+    std::shared_ptr<Data> data = std::make_shared<Data>();
+    data->triangleCount = count;
+    if (count == 0) {
+        m_data = data;
+        return;
+    }
+
+    std::vector<PrimRef> prims(static_cast<std::size_t>(count));
+    {
+        int i = 0;
+        for (int t = 0; t < nt; ++t) {
+            if (usable[t])
+                prims[i++].id = t;
+        }
+    }
+    float largest = 0.0f;
+#pragma omp parallel for schedule(static) reduction(max : largest)
+    for (int i = 0; i < count; ++i) {
+        PrimRef& p = prims[i];
+        const KInt3& tri = mesh.triangles[p.id];
+        const KVector& a = mesh.positions[tri[0]];
+        const KVector& b = mesh.positions[tri[1]];
+        const KVector& c = mesh.positions[tri[2]];
+        for (int k = 0; k < 3; ++k) {
+            p.lo[k] = std::min(std::min(a[k], b[k]), c[k]);
+            p.hi[k] = std::max(std::max(a[k], b[k]), c[k]);
+        }
+        p.zero = 0.0f;
+        largest = std::max(largest, (p.hi[0] - p.lo[0]) + (p.hi[1] - p.lo[1]) + (p.hi[2] - p.lo[2]));
+    }
+    data->slack = largest * (1.0f / 65536.0f);
+
+    // At most 2n - 1 binary nodes; the array is left uninitialised so untouched slots cost no
+    // memory pages.
+    std::unique_ptr<BuildNode[]> binary(new BuildNode[2 * static_cast<std::size_t>(count)]);
+    Builder builder(prims.data(), binary.get(), m_maxLeafSize, m_binCount);
+#pragma omp parallel
+#pragma omp single
+    builder.build(0, 0, count, 0, boundsOf(prims.data(), 0, count));
+
+    // Node and block counts are not known before collapsing; the bounds below always hold.
+    data->nodes.allocate(static_cast<std::size_t>(count));
+    data->blocks.allocate(static_cast<std::size_t>(count));
+    Collapser collapser(binary.get(), prims.data(), mesh, data->nodes.data(), data->blocks.data());
+    data->root = collapser.emit(0);
+    data->nodeCount = collapser.nodeCount();
+    data->blockCount = collapser.blockCount();
+    const BuildNode& root = binary[0];
+    data->box = KBoundingBox(KVector(root.lo[0], root.lo[1], root.lo[2]),
+                             KVector(root.hi[0], root.hi[1], root.hi[2]));
+    m_data = data;
+}
+
+int KTriMeshDistTree::Data::closest(const KVector& p, float maxDistance, float& w0, float& w1,
+                                    const Block*& bestBlock, int& bestLane) const {
+    if (triangleCount == 0 || !(maxDistance >= 0.0f) || !finite(p))
+        return -1;
+    float best = maxDistance * maxDistance;
+    int bestId = -1;
+    float prune = pruneBound(best, slack);
+    const F4 px = splat(p.x), py = splat(p.y), pz = splat(p.z);
+    const F4 zero = splat(0.0f);
+
+    struct Entry {
+        int ref;
+        float d2;
+    };
+    Entry stack[256];
+    int sp = 0;
+    int ref = root;
+    for (;;) {
+        if (!isLeaf(ref)) {
+            const Node& n = nodes[static_cast<std::size_t>(ref)];
+            const F4 dx = vmax(vmax(load(n.b[0]) - px, px - load(n.b[3])), zero);
+            const F4 dy = vmax(vmax(load(n.b[1]) - py, py - load(n.b[4])), zero);
+            const F4 dz = vmax(vmax(load(n.b[2]) - pz, pz - load(n.b[5])), zero);
+            const F4 d2 = dx * dx + dy * dy + dz * dz;
+            int hit = bits(d2 <= splat(prune)) & n.valid;
+            if (hit) {
+                alignas(16) float dist[4];
+                store(dist, d2);
+                // Nearest child next, the others on the stack farthest first.
+                int order[4];
+                int k = 0;
+                while (hit) {
+                    const int c = lowestBit(static_cast<unsigned>(hit));
+                    hit &= hit - 1;
+                    _prefetch(n.child[c]);
+                    int j = k++;
+                    while (j > 0 && dist[order[j - 1]] < dist[c]) {
+                        order[j] = order[j - 1];
+                        --j;
+                    }
+                    order[j] = c;
+                }
+                for (int j = 0; j + 1 < k; ++j)
+                    stack[sp++] = Entry{n.child[order[j]], dist[order[j]]};
+                ref = n.child[order[k - 1]];
+                continue;
+            }
+        } else {
+            const int first = leafFirst(ref), blockCount = leafCount(ref);
+            for (int b = 0; b < blockCount; ++b) {
+                const Block& blk = blocks[static_cast<std::size_t>(first + b)];
+                // The boxes of the four triangles first: most blocks of a leaf that is near
+                // enough hold no triangle that is.
+                F4 boxD2 = zero;
+                for (int a = 0; a < 3; ++a) {
+                    const F4 c0 = load(blk.c[a]), c1 = load(blk.c[3 + a]), c2 = load(blk.c[6 + a]);
+                    const F4 q = a == 0 ? px : (a == 1 ? py : pz);
+                    const F4 d = vmax(vmax(vmin(vmin(c0, c1), c2) - q, q - vmax(vmax(c0, c1), c2)), zero);
+                    boxD2 = boxD2 + d * d;
+                }
+                if (!bits(boxD2 <= splat(prune)))
+                    continue;
+                const LaneResult r = closestOnBlock(blk.c, px, py, pz);
+                int cand = bits(r.d2 <= splat(best));
+                if (!cand)
+                    continue;
+                alignas(16) float d[4], s[4], t[4];
+                store(d, r.d2);
+                store(s, r.s);
+                store(t, r.t);
+                while (cand) {
+                    const int lane = lowestBit(static_cast<unsigned>(cand));
+                    cand &= cand - 1;
+                    if (d[lane] < best || (d[lane] == best && blk.id[lane] > bestId)) {
+                        best = d[lane];
+                        bestId = blk.id[lane];
+                        w0 = s[lane];
+                        w1 = t[lane];
+                        bestBlock = &blk;
+                        bestLane = lane;
+                    }
+                }
+                prune = pruneBound(best, slack);
+            }
+        }
+        // Next entry that is still near enough.
+        for (;;) {
+            if (sp == 0)
+                return bestId;
+            const Entry& e = stack[--sp];
+            if (e.d2 <= prune) {
+                ref = e.ref;
+                break;
+            }
+        }
+    }
+}
+
+void KTriMeshDistTree::Data::boxQuery(const KBoundingBox& q, KIntArray& out) const {
+    if (triangleCount == 0)
+        return;
+    const F4 qlx = splat(q.min().x), qly = splat(q.min().y), qlz = splat(q.min().z);
+    const F4 qhx = splat(q.max().x), qhy = splat(q.max().y), qhz = splat(q.max().z);
+    int stack[256];
+    int sp = 0;
+    stack[sp++] = root;
+    while (sp) {
+        const int ref = stack[--sp];
+        if (!isLeaf(ref)) {
+            const Node& n = nodes[static_cast<std::size_t>(ref)];
+            const F4 m = (load(n.b[0]) <= qhx) & (load(n.b[1]) <= qhy) & (load(n.b[2]) <= qhz) &
+                         (load(n.b[3]) >= qlx) & (load(n.b[4]) >= qly) & (load(n.b[5]) >= qlz);
+            int hit = bits(m) & n.valid;
+            while (hit) {
+                const int c = lowestBit(static_cast<unsigned>(hit));
+                hit &= hit - 1;
+                stack[sp++] = n.child[c];
+            }
+            continue;
+        }
+        const int first = leafFirst(ref), blockCount = leafCount(ref);
+        for (int b = 0; b < blockCount; ++b) {
+            const Block& blk = blocks[static_cast<std::size_t>(first + b)];
+            F4 m = splat(0.0f) <= splat(0.0f);
+            const F4 lo[3] = {qlx, qly, qlz}, hi[3] = {qhx, qhy, qhz};
+            for (int a = 0; a < 3; ++a) {
+                const F4 c0 = load(blk.c[a]), c1 = load(blk.c[3 + a]), c2 = load(blk.c[6 + a]);
+                m = m & (vmin(vmin(c0, c1), c2) <= hi[a]) & (vmax(vmax(c0, c1), c2) >= lo[a]);
+            }
+            int hit = bits(m);
+            while (hit) {
+                const int lane = lowestBit(static_cast<unsigned>(hit));
+                hit &= hit - 1;
+                out.push_back(blk.id[lane]);
+            }
+        }
+    }
+}
+
+bool KTriMeshDistTree::getClosestPoint(const KVector& p, KVector& closest, int& triangle, float& w0,
+                                       float& w1, float maxDistance) const {
+    if (!m_data)
+        return false;
+    float s = 0.0f, t = 0.0f;
+    const Block* block = nullptr;
+    int lane = 0;
+    const int id = m_data->closest(p, maxDistance, s, t, block, lane);
+    if (id < 0)
+        return false;
+    triangle = id;
+    w0 = s;
+    w1 = t;
+    const float u = 1.0f - s - t;
+    for (int a = 0; a < 3; ++a)
+        closest[a] = (s * block->c[a][lane] + t * block->c[3 + a][lane]) + u * block->c[6 + a][lane];
+    return true;
+}
+
+bool KTriMeshDistTree::getClosestPoint(const KVector& p, KVector& closest, int& triangle,
+                                       float maxDistance) const {
+    float w0, w1;
+    return getClosestPoint(p, closest, triangle, w0, w1, maxDistance);
+}
+
+bool KTriMeshDistTree::getClosestPoint(const KVector& p, int& triangle, float& w0, float& w1,
+                                       float maxDistance) const {
+    if (!m_data)
+        return false;
+    float s = 0.0f, t = 0.0f;
+    const Block* block = nullptr;
+    int lane = 0;
+    const int id = m_data->closest(p, maxDistance, s, t, block, lane);
+    if (id < 0)
+        return false;
+    triangle = id;
+    w0 = s;
+    w1 = t;
+    return true;
+}
+
+void KTriMeshDistTree::getTriangles(const KBoundingBox& box, KIntArray& out, bool sorted) const {
+    out.clear();
+    if (!m_data || !box.initialized())
+        return;
+    m_data->boxQuery(box, out);
+    if (sorted)
+        std::sort(out.begin(), out.end());
+}
+
+float KTriMeshDistTree::closestPointOnTriangle(const KVector& p, const KVector& c0, const KVector& c1,
+                                               const KVector& c2, float& w0, float& w1) {
+    Block blk;
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    for (int j = 0; j < 9; ++j)
+        for (int lane = 0; lane < 4; ++lane)
+            blk.c[j][lane] = nan;
+    const KVector* corners[3] = {&c0, &c1, &c2};
+    for (int k = 0; k < 3; ++k)
+        for (int a = 0; a < 3; ++a)
+            blk.c[3 * k + a][0] = (*corners[k])[a];
+    const LaneResult r = closestOnBlock(blk.c, splat(p.x), splat(p.y), splat(p.z));
+    alignas(16) float s[4], t[4], d[4];
+    store(s, r.s);
+    store(t, r.t);
+    store(d, r.d2);
+    w0 = s[0];
+    w1 = t[0];
+    return d[0];
+}
+
+} // namespace Kelno
