@@ -73,10 +73,19 @@ struct Attribute : Object {
 };
 
 // Plain data objects: mesh data, string data, int array data.
+// A named UV set: the UV values and, per face vertex (in connects order), the index of the UV
+// assigned to it (-1: none). `ids` is empty until UVs are assigned.
+struct UVSetData {
+    std::string name;
+    std::vector<float> u, v;
+    std::vector<int> ids;
+};
 struct MeshGeometry {
     std::vector<MPoint> points;
     std::vector<int> counts;
     std::vector<int> connects;
+    std::vector<UVSetData> uvSets;
+    int currentUVSet = -1; // index into uvSets; -1 when the mesh has none
 };
 struct Data : Object {
     explicit Data(MFn::Type t) : Object(t) {}

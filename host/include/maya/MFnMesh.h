@@ -1,19 +1,37 @@
 // Stand-in for Maya's MFnMesh: polygonal meshes. Attaches to a mesh data object or to a mesh
 // shape (whose current output mesh it reads). Vertices are indexed from 0; a polygon is a run
 // of vertex indices in polygonConnects, polygonCounts giving the run lengths.
+//
+// UV sets: a mesh made by create() has one UV set, "map1", which is its current set; create's
+// u/v overload fills it without assigning anything (assignUVs does that). UV members taking a
+// `const MString* uvSet` use the current set when it is NULL and fail with kInvalidParameter
+// when the named set does not exist. UV assignments are per face vertex: a face has either a
+// UV for every corner or none (uvCounts entry 0).
+//
+// Triangulation (getTriangles): every face of n corners becomes n - 2 triangles that keep the
+// face's winding and use only its corners. The stand-in clips ears in the plane of the face's
+// Newell normal, trying the corners in order from corner 1, so a convex face becomes the fan
+// of its corner 0 ((0,1,2), (0,2,3), ...) and a non-convex one gets ears holding no other
+// corner; a face with no clean ear (self-intersecting, or of zero area) is fanned from the
+// first corner still left. The host may choose other diagonals: code must not rely on which.
 #pragma once
 
 #include <maya/MDagPath.h>
 #include <maya/MFnDagNode.h>
 #include <maya/MSpace.h>
+#include <maya/MString.h>
 
 class MPoint;
 class MPointArray;
 class MIntArray;
 class MFloatArray;
+class MStringArray;
+class MDGModifier;
 
 class OPENMAYA_EXPORT MFnMesh : public MFnDagNode {
   public:
+    enum { kInstanceUnspecified = -1 };
+
     MFnMesh();
     MFnMesh(MObject& object, MStatus* ReturnStatus = NULL);
     MFnMesh(const MObject& object, MStatus* ReturnStatus = NULL);
@@ -49,4 +67,31 @@ class OPENMAYA_EXPORT MFnMesh : public MFnDagNode {
     MStatus getPoint(int vertexId, MPoint& pos, MSpace::Space space = MSpace::kObject) const;
     MStatus setPoint(int vertexId, const MPoint& pos, MSpace::Space space = MSpace::kObject);
     MStatus updateSurface();
+
+    // Triangles of every face, face after face: triangleCounts[f] triangles for face f, their
+    // corners as mesh vertex indices (three per triangle) in triangleVertices.
+    MStatus getTriangles(MIntArray& triangleCounts, MIntArray& triangleVertices) const;
+
+    int numUVSets(MStatus* ReturnStatus = NULL) const;
+    MStatus getUVSetNames(MStringArray& setNames) const;
+    // The empty string when the mesh has no UV set.
+    MString currentUVSetName(MStatus* ReturnStatus = NULL, int instance = kInstanceUnspecified) const;
+    MStatus setCurrentUVSetName(const MString& setName, MDGModifier* modifier = NULL,
+                                int instance = kInstanceUnspecified);
+    // Adds an empty UV set; a name already in use gets a number appended. Returns the name used.
+    MString createUVSetWithName(const MString& setName, MDGModifier* modifier = NULL,
+                                MStatus* ReturnStatus = NULL);
+    int numUVs(MStatus* ReturnStatus = NULL) const;
+    int numUVs(const MString& uvSet, MStatus* ReturnStatus = NULL) const;
+    MStatus getUVs(MFloatArray& uArray, MFloatArray& vArray, const MString* uvSet = NULL) const;
+    // Replaces the set's UV values (equal lengths); assignments to UVs past the new end are
+    // dropped.
+    MStatus setUVs(const MFloatArray& uArray, const MFloatArray& vArray, const MString* uvSet = NULL);
+    // uvCounts: per face, 0 or the face's vertex count; uvIds: the UV of every assigned face
+    // vertex, face after face. kInvalidParameter (nothing changed) when they do not fit.
+    MStatus assignUVs(const MIntArray& uvCounts, const MIntArray& uvIds, const MString* uvSet = NULL);
+    MStatus getAssignedUVs(MIntArray& uvCounts, MIntArray& uvIds, const MString* uvSet = NULL) const;
+    // The UV of corner vertexIndex (0-based, within the face) of the face; kFailure when the
+    // face has no UVs in that set, kInvalidParameter for indices out of range.
+    MStatus getPolygonUVid(int polygonId, int vertexIndex, int& uvId, const MString* uvSet = NULL) const;
 };

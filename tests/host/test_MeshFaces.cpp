@@ -1,0 +1,291 @@
+// The stand-in's polygon triangulation and UV sets (MFnMesh), the parts the host conversions
+// build on.
+#include <host/Host.h>
+
+#include <maya/MFloatArray.h>
+#include <maya/MFnMesh.h>
+#include <maya/MFnMeshData.h>
+#include <maya/MIntArray.h>
+#include <maya/MPointArray.h>
+#include <maya/MStringArray.h>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <vector>
+
+namespace {
+
+struct V3 {
+    double x, y, z;
+};
+V3 cross(const V3& a, const V3& b) {
+    return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
+}
+double dot(const V3& a, const V3& b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
+V3 sub(const MPoint& a, const MPoint& b) { return {a.x - b.x, a.y - b.y, a.z - b.z}; }
+
+// One face in mesh data; points given as (x, y) in the z = 0 plane unless z is given.
+MObject faceData(const std::vector<MPoint>& corners) {
+    MPointArray points;
+    MIntArray counts, connects;
+    for (size_t i = 0; i < corners.size(); ++i) {
+        points.append(corners[i]);
+        connects.append(static_cast<int>(i));
+    }
+    counts.append(static_cast<int>(corners.size()));
+    MObject data = MFnMeshData().create();
+    MFnMesh fn;
+    MStatus status;
+    fn.create(static_cast<int>(corners.size()), 1, points, counts, connects, data, &status);
+    EXPECT_TRUE(status);
+    return data;
+}
+
+// Checks that the triangles of a single planar face tile it: n - 2 of them, corners from the
+// face, every one wound like the face, and their areas adding up to the face's area.
+void expectTiling(const std::vector<MPoint>& corners) {
+    SCOPED_TRACE(testing::Message() << corners.size() << " corners");
+    MObject data = faceData(corners);
+    MFnMesh fn(data);
+    MIntArray counts, vertices;
+    ASSERT_TRUE(fn.getTriangles(counts, vertices));
+    const int n = static_cast<int>(corners.size());
+    ASSERT_EQ(counts.length(), 1u);
+    ASSERT_EQ(counts[0], n - 2);
+    ASSERT_EQ(vertices.length(), 3u * static_cast<unsigned int>(n - 2));
+
+    V3 faceNormal{0, 0, 0};
+    for (int i = 0; i < n; ++i) {
+        V3 c = cross(V3{corners[i].x, corners[i].y, corners[i].z},
+                     V3{corners[(i + 1) % n].x, corners[(i + 1) % n].y, corners[(i + 1) % n].z});
+        faceNormal = {faceNormal.x + c.x, faceNormal.y + c.y, faceNormal.z + c.z};
+    }
+    const double faceArea = 0.5 * std::sqrt(dot(faceNormal, faceNormal));
+    double sum = 0.0;
+    for (unsigned int t = 0; t < static_cast<unsigned int>(counts[0]); ++t) {
+        int a = vertices[3 * t], b = vertices[3 * t + 1], c = vertices[3 * t + 2];
+        ASSERT_TRUE(a >= 0 && a < n && b >= 0 && b < n && c >= 0 && c < n);
+        EXPECT_TRUE(a != b && b != c && a != c) << "triangle " << t;
+        V3 normal = cross(sub(corners[b], corners[a]), sub(corners[c], corners[a]));
+        EXPECT_GT(dot(normal, faceNormal), 0.0) << "triangle " << t << " is flipped against its face";
+        sum += 0.5 * std::sqrt(dot(normal, normal));
+    }
+    EXPECT_NEAR(sum, faceArea, 1e-9 * (1.0 + faceArea)) << "triangles overlap or leave gaps";
+}
+
+class MeshFacesTest : public testing::Test {
+  protected:
+    void SetUp() override { Host::resetSession(); }
+};
+
+TEST_F(MeshFacesTest, ConvexFacesBecomeTheFanOfTheirFirstCorner) {
+    MObject data = faceData({MPoint(0, 0), MPoint(2, 0), MPoint(3, 1), MPoint(2, 2), MPoint(0, 2)});
+    MIntArray counts, vertices;
+    ASSERT_TRUE(MFnMesh(data).getTriangles(counts, vertices));
+    ASSERT_EQ(counts.length(), 1u);
+    EXPECT_EQ(counts[0], 3);
+    const int fan[] = {0, 1, 2, 0, 2, 3, 0, 3, 4};
+    ASSERT_EQ(vertices.length(), 9u);
+    for (unsigned int i = 0; i < 9; ++i)
+        EXPECT_EQ(vertices[i], fan[i]) << i;
+}
+
+TEST_F(MeshFacesTest, NonConvexFacesAreTiledWithoutFlippedTriangles) {
+    // An L whose fan from corner 0 would cross the notch.
+    expectTiling({MPoint(0, 0), MPoint(2, 0), MPoint(2, 1), MPoint(1, 1), MPoint(1, 2), MPoint(0, 2)});
+    expectTiling({MPoint(1, 1), MPoint(0, 2), MPoint(0, 0), MPoint(2, 0), MPoint(2, 2), MPoint(1, 2.5)});
+    // A star: every other corner is reflex, and corner 0 is one of them.
+    std::vector<MPoint> star;
+    for (int i = 0; i < 10; ++i) {
+        const double angle = 6.283185307179586 * i / 10.0, radius = (i % 2 == 0) ? 0.4 : 1.0;
+        star.push_back(MPoint(radius * std::cos(angle), radius * std::sin(angle)));
+    }
+    expectTiling(star);
+    // A comb, tilted out of every axis plane.
+    std::vector<MPoint> comb = {MPoint(0, 0), MPoint(5, 0), MPoint(5, 2), MPoint(4, 2),
+                                MPoint(4, 1), MPoint(3, 1), MPoint(3, 2), MPoint(2, 2),
+                                MPoint(2, 1), MPoint(1, 1), MPoint(1, 2), MPoint(0, 2)};
+    for (MPoint& p : comb)
+        p = MPoint(p.x * 0.8 + p.y * 0.36, p.y * 0.6, p.x * 0.6 - p.y * 0.48);
+    expectTiling(comb);
+    // Clockwise as seen from +z: the face's own winding is kept.
+    expectTiling({MPoint(0, 2), MPoint(1, 2), MPoint(1, 1), MPoint(2, 1), MPoint(2, 0), MPoint(0, 0)});
+}
+
+TEST_F(MeshFacesTest, DegenerateFacesStillGiveOneTriangleFewerThanTwoPerCorner) {
+    for (const std::vector<MPoint>& face :
+         {std::vector<MPoint>{MPoint(0, 0), MPoint(1, 0), MPoint(2, 0), MPoint(3, 0)},
+          std::vector<MPoint>{MPoint(0, 0), MPoint(2, 2), MPoint(2, 0), MPoint(0, 2), MPoint(1, 3)},
+          std::vector<MPoint>{MPoint(1, 1), MPoint(1, 1), MPoint(1, 1), MPoint(1, 1), MPoint(1, 1)}}) {
+        MObject data = faceData(face);
+        MIntArray counts, vertices;
+        ASSERT_TRUE(MFnMesh(data).getTriangles(counts, vertices));
+        ASSERT_EQ(counts.length(), 1u);
+        EXPECT_EQ(counts[0], static_cast<int>(face.size()) - 2);
+        EXPECT_EQ(vertices.length(), 3u * (face.size() - 2));
+        for (unsigned int i = 0; i < vertices.length(); ++i)
+            EXPECT_TRUE(vertices[i] >= 0 && vertices[i] < static_cast<int>(face.size()));
+    }
+}
+
+TEST_F(MeshFacesTest, TrianglesUseMeshVertexIdsFaceAfterFace) {
+    MPointArray points;
+    for (int i = 0; i < 6; ++i)
+        points.append(i % 3, i / 3, 0);
+    const int counts[] = {3, 4};
+    const int connects[] = {5, 4, 1, 0, 1, 4, 3};
+    MObject data = MFnMeshData().create();
+    MFnMesh fn;
+    fn.create(6, 2, points, MIntArray(counts, 2), MIntArray(connects, 7), data);
+    MIntArray triangleCounts, vertices;
+    ASSERT_TRUE(fn.getTriangles(triangleCounts, vertices));
+    ASSERT_EQ(triangleCounts.length(), 2u);
+    EXPECT_EQ(triangleCounts[0], 1);
+    EXPECT_EQ(triangleCounts[1], 2);
+    const int expected[] = {5, 4, 1, 0, 1, 4, 0, 4, 3};
+    ASSERT_EQ(vertices.length(), 9u);
+    for (unsigned int i = 0; i < 9; ++i)
+        EXPECT_EQ(vertices[i], expected[i]) << i;
+}
+
+// Two quads sharing an edge, with a seam: four UVs on the left quad, four on the right one.
+MObject twoQuads() {
+    MPointArray points;
+    for (int i = 0; i < 6; ++i)
+        points.append(i % 3, i / 3, 0);
+    const int counts[] = {4, 4};
+    const int connects[] = {0, 1, 4, 3, 1, 2, 5, 4};
+    MObject data = MFnMeshData().create();
+    MFnMesh fn;
+    MStatus status;
+    fn.create(6, 2, points, MIntArray(counts, 2), MIntArray(connects, 8), data, &status);
+    EXPECT_TRUE(status);
+    return data;
+}
+
+TEST_F(MeshFacesTest, NewMeshesHaveMap1AsTheirCurrentEmptyUVSet) {
+    MObject data = twoQuads();
+    MFnMesh fn(data);
+    MStringArray names;
+    ASSERT_TRUE(fn.getUVSetNames(names));
+    ASSERT_EQ(names.length(), 1u);
+    EXPECT_EQ(names[0], "map1");
+    EXPECT_EQ(fn.currentUVSetName(), "map1");
+    EXPECT_EQ(fn.numUVs(), 0);
+    MIntArray uvCounts, uvIds;
+    ASSERT_TRUE(fn.getAssignedUVs(uvCounts, uvIds));
+    ASSERT_EQ(uvCounts.length(), 2u);
+    EXPECT_EQ(uvCounts[0], 0);
+    EXPECT_EQ(uvIds.length(), 0u);
+    int id = -7;
+    EXPECT_EQ(fn.getPolygonUVid(0, 0, id), MS::kFailure) << "nothing assigned yet";
+    EXPECT_EQ(id, -7);
+}
+
+TEST_F(MeshFacesTest, AssignedUVsAreReadBackPerFaceVertex) {
+    MObject data = twoQuads();
+    MFnMesh fn(data);
+    const float u[] = {0, .5f, .5f, 0, .6f, 1, 1, .6f}, v[] = {0, 0, 1, 1, 0, 0, 1, 1};
+    ASSERT_TRUE(fn.setUVs(MFloatArray(u, 8), MFloatArray(v, 8)));
+    const int uvCounts[] = {4, 4}, uvIds[] = {0, 1, 2, 3, 4, 5, 6, 7};
+    ASSERT_TRUE(fn.assignUVs(MIntArray(uvCounts, 2), MIntArray(uvIds, 8)));
+
+    int id = -1;
+    ASSERT_TRUE(fn.getPolygonUVid(1, 0, id));
+    EXPECT_EQ(id, 4) << "vertex 1 has UV 1 in face 0 and UV 4 in face 1 (a seam)";
+    ASSERT_TRUE(fn.getPolygonUVid(0, 1, id));
+    EXPECT_EQ(id, 1);
+    EXPECT_EQ(fn.getPolygonUVid(1, 4, id), MS::kInvalidParameter);
+    EXPECT_EQ(fn.getPolygonUVid(2, 0, id), MS::kInvalidParameter);
+
+    MFloatArray gotU, gotV;
+    ASSERT_TRUE(fn.getUVs(gotU, gotV));
+    ASSERT_EQ(gotU.length(), 8u);
+    EXPECT_FLOAT_EQ(gotU[4], .6f);
+    MString map1("map1"), missing("nope");
+    EXPECT_EQ(fn.getUVs(gotU, gotV, &missing), MS::kInvalidParameter);
+    EXPECT_EQ(fn.numUVs(map1), 8);
+
+    // A face without UVs, and shrinking the UV array, unassign.
+    const int partialCounts[] = {0, 4}, partialIds[] = {4, 5, 6, 7};
+    ASSERT_TRUE(fn.assignUVs(MIntArray(partialCounts, 2), MIntArray(partialIds, 4)));
+    EXPECT_EQ(fn.getPolygonUVid(0, 0, id), MS::kFailure);
+    ASSERT_TRUE(fn.setUVs(MFloatArray(u, 6), MFloatArray(v, 6)));
+    MIntArray counts, ids;
+    ASSERT_TRUE(fn.getAssignedUVs(counts, ids));
+    EXPECT_EQ(counts[0], 0);
+    EXPECT_EQ(counts[1], 0) << "face 1 lost UVs 6 and 7";
+}
+
+TEST_F(MeshFacesTest, BadUVAssignmentsAreRefusedAndChangeNothing) {
+    MObject data = twoQuads();
+    MFnMesh fn(data);
+    const float u[] = {0, 1, 1, 0}, v[] = {0, 0, 1, 1};
+    ASSERT_TRUE(fn.setUVs(MFloatArray(u, 4), MFloatArray(v, 4)));
+    const int counts[] = {4, 4}, ids[] = {0, 1, 2, 3, 0, 1, 2, 3};
+    ASSERT_TRUE(fn.assignUVs(MIntArray(counts, 2), MIntArray(ids, 8)));
+
+    const int threeCounts[] = {3, 4}, outOfRange[] = {0, 1, 2, 3, 0, 1, 2, 4};
+    EXPECT_EQ(fn.assignUVs(MIntArray(threeCounts, 2), MIntArray(ids, 7)), MS::kInvalidParameter);
+    EXPECT_EQ(fn.assignUVs(MIntArray(counts, 2), MIntArray(outOfRange, 8)), MS::kInvalidParameter);
+    EXPECT_EQ(fn.assignUVs(MIntArray(counts, 1), MIntArray(ids, 4)), MS::kInvalidParameter);
+    EXPECT_EQ(fn.assignUVs(MIntArray(counts, 2), MIntArray(ids, 6)), MS::kInvalidParameter);
+    EXPECT_EQ(fn.setUVs(MFloatArray(u, 4), MFloatArray(v, 3)), MS::kInvalidParameter);
+    int id = -1;
+    ASSERT_TRUE(fn.getPolygonUVid(1, 3, id));
+    EXPECT_EQ(id, 3);
+}
+
+TEST_F(MeshFacesTest, UVSetsAreNamedAndOneIsCurrent) {
+    MObject data = twoQuads();
+    MFnMesh fn(data);
+    EXPECT_EQ(fn.createUVSetWithName("paint"), "paint");
+    EXPECT_EQ(fn.createUVSetWithName("paint"), "paint1") << "names stay unique";
+    EXPECT_EQ(fn.numUVSets(), 3);
+    EXPECT_EQ(fn.currentUVSetName(), "map1") << "a new set does not become current";
+    EXPECT_EQ(fn.setCurrentUVSetName("nope"), MS::kInvalidParameter);
+    ASSERT_TRUE(fn.setCurrentUVSetName("paint"));
+    EXPECT_EQ(fn.currentUVSetName(), "paint");
+    const float u[] = {0.25f}, v[] = {0.75f};
+    ASSERT_TRUE(fn.setUVs(MFloatArray(u, 1), MFloatArray(v, 1)));
+    MString map1("map1"), paint("paint");
+    EXPECT_EQ(fn.numUVs(paint), 1);
+    EXPECT_EQ(fn.numUVs(map1), 0) << "NULL names the current set only";
+}
+
+TEST_F(MeshFacesTest, CreateWithUVArraysFillsMap1WithoutAssigning) {
+    MPointArray points;
+    points.append(0, 0, 0);
+    points.append(1, 0, 0);
+    points.append(0, 1, 0);
+    const int counts[] = {3}, connects[] = {0, 1, 2};
+    const float u[] = {0, 1, 0}, v[] = {0, 0, 1};
+    MObject data = MFnMeshData().create();
+    MFnMesh fn;
+    MStatus status;
+    fn.create(3, 1, points, MIntArray(counts, 1), MIntArray(connects, 3), MFloatArray(u, 3),
+              MFloatArray(v, 3), data, &status);
+    ASSERT_TRUE(status);
+    EXPECT_EQ(fn.numUVs(), 3);
+    int id = -1;
+    EXPECT_EQ(fn.getPolygonUVid(0, 0, id), MS::kFailure);
+}
+
+TEST_F(MeshFacesTest, UVsTravelFromInMeshToTheShapesOutput) {
+    MObject data = twoQuads();
+    MFnMesh fn(data);
+    const float u[] = {0, 1, 1, 0}, v[] = {0, 0, 1, 1};
+    fn.setUVs(MFloatArray(u, 4), MFloatArray(v, 4));
+    const int counts[] = {4, 4}, ids[] = {0, 1, 2, 3, 3, 2, 1, 0};
+    ASSERT_TRUE(fn.assignUVs(MIntArray(counts, 2), MIntArray(ids, 8)));
+    MObject shape = Host::createNode("mesh", "seamShape");
+    ASSERT_TRUE(Host::plug("seamShape.inMesh").setValue(data));
+    MFnMesh read(shape);
+    int id = -1;
+    ASSERT_TRUE(read.getPolygonUVid(1, 1, id));
+    EXPECT_EQ(id, 2);
+    EXPECT_EQ(read.currentUVSetName(), "map1");
+}
+
+} // namespace

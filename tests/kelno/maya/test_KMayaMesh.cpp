@@ -1,0 +1,575 @@
+// Host mesh conversions on the host stand-in: Convert (triangle and polygon meshes, one or
+// several objects), Copy and GetMesh.
+#include <kelno/maya/KMayaMesh.h>
+
+#include <host/Host.h>
+
+#include <maya/MDagPath.h>
+#include <maya/MFloatArray.h>
+#include <maya/MFnDagNode.h>
+#include <maya/MFnDependencyNode.h>
+#include <maya/MFnMesh.h>
+#include <maya/MFnMeshData.h>
+#include <maya/MIntArray.h>
+#include <maya/MPointArray.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+using Kelno::KInt3;
+using Kelno::KMesh;
+using Kelno::KTriMesh;
+using Kelno::KVector;
+
+// A host mesh described in plain arrays. UVs: one per face corner, encoded so that a test can
+// tell which face and which vertex a UV belongs to: u = face index, v = vertex index / 100.
+struct Polys {
+    std::vector<MPoint> points;
+    std::vector<std::vector<int>> faces;
+};
+
+// A quad, a non-convex hexagon (an L), a triangle and a pentagon, sharing vertices, not planar
+// as a whole.
+Polys ngons() {
+    Polys m;
+    m.points = {MPoint(0, 0, 0),  MPoint(2, 0, 0),  MPoint(2, 1, 0), MPoint(1, 1, 0),
+                MPoint(1, 2, 0),  MPoint(0, 2, 0),  MPoint(3, 0, 1), MPoint(3, 1, 1),
+                MPoint(-1, 0, 1), MPoint(-1, 2, 2), MPoint(-2, 1, 2)};
+    m.faces = {{1, 6, 7, 2}, {0, 1, 2, 3, 4, 5}, {5, 8, 0}, {0, 8, 10, 9, 5}};
+    return m;
+}
+
+struct Built {
+    MObject transform;
+    MObject shape;
+    std::string transformName;
+    std::string shapeName;
+};
+
+// Makes a mesh shape under a new transform; with uvs, assigns the encoded per-corner UVs in
+// map1 (faces listed in `unmapped` get none).
+Built makeShape(const Polys& m, bool uvs, const std::vector<int>& unmapped = {}) {
+    MPointArray points;
+    MIntArray counts, connects;
+    for (const MPoint& p : m.points)
+        points.append(p);
+    for (const auto& f : m.faces) {
+        counts.append(static_cast<int>(f.size()));
+        for (int v : f)
+            connects.append(v);
+    }
+    MFnMesh fn;
+    MStatus status;
+    Built b;
+    b.transform = fn.create(static_cast<int>(points.length()), static_cast<int>(counts.length()), points,
+                            counts, connects, MObject::kNullObj, &status);
+    EXPECT_TRUE(status);
+    b.shape = fn.object();
+    b.transformName = MFnDependencyNode(b.transform).name().asChar();
+    b.shapeName = MFnDependencyNode(b.shape).name().asChar();
+    if (uvs) {
+        MFloatArray u, v;
+        MIntArray uvCounts, uvIds;
+        for (size_t f = 0; f < m.faces.size(); ++f) {
+            bool skip = false;
+            for (int s : unmapped)
+                skip = skip || s == static_cast<int>(f);
+            uvCounts.append(skip ? 0 : static_cast<int>(m.faces[f].size()));
+            for (int vertex : m.faces[f]) {
+                if (skip)
+                    continue;
+                uvIds.append(static_cast<int>(u.length()));
+                u.append(static_cast<float>(f));
+                v.append(vertex / 100.0f);
+            }
+        }
+        EXPECT_TRUE(fn.setUVs(u, v));
+        EXPECT_TRUE(fn.assignUVs(uvCounts, uvIds));
+    }
+    return b;
+}
+
+void setPlug(const std::string& name, double value) { ASSERT_TRUE(Host::plug(name).setValue(value)); }
+
+KVector kv(const MPoint& p) {
+    return KVector(static_cast<float>(p.x), static_cast<float>(p.y), static_cast<float>(p.z));
+}
+
+void expectNear(const KVector& a, const KVector& b, float tolerance = 1e-5f) {
+    EXPECT_NEAR(a.x, b.x, tolerance);
+    EXPECT_NEAR(a.y, b.y, tolerance);
+    EXPECT_NEAR(a.z, b.z, tolerance);
+}
+
+// A recognisable mesh to pre-fill outputs with, to see that failures leave them alone.
+KTriMesh sentinel() {
+    KTriMesh s;
+    s.positions = {KVector(7, 7, 7), KVector(8, 8, 8), KVector(9, 9, 9)};
+    s.triangles = {KInt3{{0, 1, 2}}};
+    return s;
+}
+void expectSentinel(const KTriMesh& m) {
+    ASSERT_EQ(m.vertexCount(), 3);
+    ASSERT_EQ(m.triangleCount(), 1);
+    EXPECT_EQ(m.positions[0].x, 7.0f);
+    EXPECT_TRUE(m.uvs.empty());
+}
+
+class KMayaMeshTest : public testing::Test {
+  protected:
+    void SetUp() override { Host::resetSession(); }
+};
+
+// ---- triangle meshes ---------------------------------------------------------------------------
+
+TEST_F(KMayaMeshTest, TriangleMeshKeepsVerticesAndTilesEveryFaceWithItsOwnCornersAndUVs) {
+    const Polys m = ngons();
+    Built b = makeShape(m, true);
+    KTriMesh out;
+    MString why;
+    ASSERT_TRUE(Kelno::Convert(out, b.shape, false, "map1", &why)) << why;
+
+    ASSERT_EQ(out.vertexCount(), static_cast<int>(m.points.size()));
+    for (size_t i = 0; i < m.points.size(); ++i)
+        expectNear(out.positions[i], kv(m.points[i]));
+
+    int expected = 0;
+    for (const auto& f : m.faces)
+        expected += static_cast<int>(f.size()) - 2;
+    ASSERT_EQ(out.triangleCount(), expected);
+    ASSERT_EQ(out.uvs.length(), 3 * expected);
+
+    // Faces in order, n - 2 triangles each; every corner is a vertex of its face and carries
+    // the UV of that face corner (u = face, v = vertex / 100).
+    int t = 0;
+    for (size_t f = 0; f < m.faces.size(); ++f) {
+        for (size_t k = 0; k + 2 < m.faces[f].size(); ++k, ++t) {
+            for (int c = 0; c < 3; ++c) {
+                const int vertex = out.triangles[t][c];
+                bool inFace = false;
+                for (int fv : m.faces[f])
+                    inFace = inFace || fv == vertex;
+                EXPECT_TRUE(inFace) << "triangle " << t << " corner " << c << " is not in face " << f;
+                EXPECT_FLOAT_EQ(out.uvs[3 * t + c].x, static_cast<float>(f)) << "triangle " << t;
+                EXPECT_FLOAT_EQ(out.uvs[3 * t + c].y, vertex / 100.0f) << "triangle " << t;
+                EXPECT_EQ(out.uvs[3 * t + c].z, 0.0f);
+            }
+        }
+    }
+
+    // Exactly the host's own triangulation, in its order.
+    MIntArray hostCounts, hostVertices;
+    ASSERT_TRUE(MFnMesh(b.shape).getTriangles(hostCounts, hostVertices));
+    ASSERT_EQ(hostVertices.length(), 3u * static_cast<unsigned int>(expected));
+    for (int i = 0; i < expected; ++i)
+        for (int c = 0; c < 3; ++c)
+            EXPECT_EQ(out.triangles[i][c], hostVertices[3 * i + c]);
+}
+
+TEST_F(KMayaMeshTest, TrianglesKeepTheWindingOfTheirFaces) {
+    // The L hexagon lies in z = 0 wound counter-clockwise from +z; so must each triangle be.
+    Polys m;
+    m.points = {MPoint(0, 0, 0), MPoint(2, 0, 0), MPoint(2, 1, 0),
+                MPoint(1, 1, 0), MPoint(1, 2, 0), MPoint(0, 2, 0)};
+    m.faces = {{0, 1, 2, 3, 4, 5}, {5, 4, 3, 2, 1, 0}};
+    Built b = makeShape(m, false);
+    KTriMesh out;
+    ASSERT_TRUE(Kelno::Convert(out, b.shape, false, ""));
+    ASSERT_EQ(out.triangleCount(), 8);
+    float area = 0.0f;
+    for (int t = 0; t < 8; ++t) {
+        const KVector& a = out.positions[out.triangles[t][0]];
+        const KVector& p1 = out.positions[out.triangles[t][1]];
+        const KVector& p2 = out.positions[out.triangles[t][2]];
+        const float z = (p1.x - a.x) * (p2.y - a.y) - (p1.y - a.y) * (p2.x - a.x);
+        EXPECT_GT(t < 4 ? z : -z, 0.0f) << "triangle " << t;
+        area += 0.5f * (z < 0 ? -z : z);
+    }
+    EXPECT_NEAR(area, 6.0f, 1e-5f) << "two L faces of area 3";
+    EXPECT_TRUE(out.uvs.empty()) << "no UV set asked for";
+}
+
+TEST_F(KMayaMeshTest, UnmappedFacesGetZeroUVs) {
+    Built b = makeShape(ngons(), true, {1});
+    KTriMesh out;
+    ASSERT_TRUE(Kelno::Convert(out, b.shape, false, "map1"));
+    // Face 0 is a quad (triangles 0, 1); face 1, the hexagon, has triangles 2 to 5.
+    for (int t = 2; t < 6; ++t)
+        for (int c = 0; c < 3; ++c)
+            EXPECT_EQ(out.uvs[3 * t + c].x, 0.0f);
+    EXPECT_FLOAT_EQ(out.uvs[3 * 6].x, 2.0f) << "face 2 keeps its UVs";
+}
+
+TEST_F(KMayaMeshTest, CurrentUVSetNameResolvesToTheCurrentSetUnlessASetIsCalledSo) {
+    Built b = makeShape(ngons(), true);
+    MFnMesh fn(b.shape);
+    ASSERT_EQ(fn.createUVSetWithName("second"), "second");
+    MString second("second");
+    MFloatArray u(1, 0.5f), v(1, 0.25f);
+    ASSERT_TRUE(fn.setUVs(u, v, &second));
+    MIntArray counts, ids;
+    for (int f = 0; f < fn.numPolygons(); ++f) {
+        counts.append(fn.polygonVertexCount(f));
+        for (int k = 0; k < fn.polygonVertexCount(f); ++k)
+            ids.append(0);
+    }
+    ASSERT_TRUE(fn.assignUVs(counts, ids, &second));
+
+    KTriMesh out;
+    ASSERT_TRUE(Kelno::Convert(out, b.shape, false, "currentUVSet"));
+    EXPECT_FLOAT_EQ(out.uvs[0].x, 0.0f) << "map1 is current: face 0 has u = 0";
+    EXPECT_FLOAT_EQ(out.uvs[3 * 6].x, 2.0f);
+
+    ASSERT_TRUE(fn.setCurrentUVSetName("second"));
+    ASSERT_TRUE(Kelno::Convert(out, b.shape, false, "currentUVSet"));
+    for (const KVector& uv : out.uvs) {
+        EXPECT_FLOAT_EQ(uv.x, 0.5f);
+        EXPECT_FLOAT_EQ(uv.y, 0.25f);
+    }
+    ASSERT_TRUE(Kelno::Convert(out, b.shape, false, "map1"));
+    EXPECT_FLOAT_EQ(out.uvs[3 * 6].x, 2.0f) << "a named set is read whichever is current";
+
+    ASSERT_EQ(fn.createUVSetWithName("currentUVSet"), "currentUVSet");
+    ASSERT_TRUE(Kelno::Convert(out, b.shape, false, "currentUVSet"));
+    EXPECT_EQ(out.uvs.length(), 3 * out.triangleCount());
+    EXPECT_FLOAT_EQ(out.uvs[0].x, 0.0f) << "the (unassigned) set named currentUVSet wins";
+    EXPECT_FLOAT_EQ(out.uvs[0].y, 0.0f);
+}
+
+TEST_F(KMayaMeshTest, MissingUVSetFailsAndLeavesTheOutputAlone) {
+    Built b = makeShape(ngons(), true);
+    KTriMesh out = sentinel();
+    MString why;
+    MStatus status = Kelno::Convert(out, b.shape, false, "paint", &why);
+    EXPECT_EQ(status, MS::kNotFound);
+    expectSentinel(out);
+    EXPECT_NE(std::string(why.asChar()).find("paint"), std::string::npos) << why;
+    EXPECT_EQ(std::string(why.asChar()).rfind("Error@Convert(): ", 0), 0u) << why;
+
+    KMesh poly;
+    poly.positions = {KVector(1, 2, 3)};
+    EXPECT_EQ(Kelno::Convert(poly, b.shape, false, "paint"), MS::kNotFound);
+    EXPECT_EQ(poly.vertexCount(), 1);
+}
+
+// ---- spaces ------------------------------------------------------------------------------------
+
+TEST_F(KMayaMeshTest, ShapesConvertInWorldSpaceAndMeshDataAsStored) {
+    const Polys m = ngons();
+    Built b = makeShape(m, false);
+    setPlug(b.transformName + ".translateX", 10.0);
+    setPlug(b.transformName + ".translateZ", -4.0);
+    setPlug(b.transformName + ".rotateY", 0.5);
+    setPlug(b.transformName + ".scaleY", 3.0);
+
+    MDagPath path;
+    ASSERT_TRUE(MDagPath::getAPathTo(b.shape, path));
+    MPointArray world;
+    ASSERT_TRUE(MFnMesh(path).getPoints(world, MSpace::kWorld));
+    ASSERT_GT(world[1].x, 10.5) << "the transform does move the points";
+
+    KTriMesh fromShape, fromTransform;
+    ASSERT_TRUE(Kelno::Convert(fromShape, b.shape, false, ""));
+    ASSERT_TRUE(Kelno::Convert(fromTransform, b.transform, false, "")) << "a transform stands for its shape";
+    ASSERT_EQ(fromShape.vertexCount(), static_cast<int>(world.length()));
+    for (unsigned int i = 0; i < world.length(); ++i) {
+        expectNear(fromShape.positions[i], kv(world[i]));
+        expectNear(fromTransform.positions[i], kv(world[i]));
+    }
+
+    // The mesh as data (what a node reads from an input plug) carries no placement.
+    MPlug outMesh = Host::plug(b.shapeName + ".outMesh");
+    MObject data;
+    ASSERT_TRUE(outMesh.getValue(data));
+    ASSERT_TRUE(data.hasFn(MFn::kMeshData));
+    KTriMesh fromData;
+    ASSERT_TRUE(Kelno::Convert(fromData, data, false, ""));
+    for (size_t i = 0; i < m.points.size(); ++i)
+        expectNear(fromData.positions[i], kv(m.points[i]));
+    EXPECT_EQ(fromData.triangleCount(), fromShape.triangleCount());
+}
+
+// ---- polygon meshes ----------------------------------------------------------------------------
+
+TEST_F(KMayaMeshTest, PolygonMeshKeepsFacesAndUVsAndRoundTripsThroughCopy) {
+    const Polys m = ngons();
+    Built b = makeShape(m, true);
+    KMesh out;
+    ASSERT_TRUE(Kelno::Convert(out, b.shape, false, "currentUVSet"));
+    ASSERT_EQ(out.faceCount(), static_cast<int>(m.faces.size()));
+    int corner = 0;
+    for (size_t f = 0; f < m.faces.size(); ++f) {
+        ASSERT_EQ(out.faces[f].length(), static_cast<int>(m.faces[f].size()));
+        for (size_t k = 0; k < m.faces[f].size(); ++k, ++corner) {
+            EXPECT_EQ(out.faces[f][k], m.faces[f][k]);
+            EXPECT_FLOAT_EQ(out.uvs[corner].x, static_cast<float>(f));
+            EXPECT_FLOAT_EQ(out.uvs[corner].y, m.faces[f][k] / 100.0f);
+        }
+    }
+    EXPECT_EQ(out.uvs.length(), corner);
+
+    // Back into the host through Copy: the same mesh again.
+    MPointArray points;
+    MIntArray counts, connects;
+    Kelno::KIntArray kCounts, kConnects;
+    out.getCounts(kCounts);
+    out.getConnections(kConnects);
+    Kelno::Copy(points, out.positions);
+    Kelno::Copy(counts, kCounts);
+    Kelno::Copy(connects, kConnects);
+    MObject data = MFnMeshData().create();
+    MFnMesh rebuilt;
+    MStatus status;
+    rebuilt.create(static_cast<int>(points.length()), static_cast<int>(counts.length()), points, counts,
+                   connects, data, &status);
+    ASSERT_TRUE(status);
+    KMesh again;
+    ASSERT_TRUE(Kelno::Convert(again, data, false, ""));
+    ASSERT_EQ(again.faceCount(), out.faceCount());
+    for (int f = 0; f < out.faceCount(); ++f)
+        EXPECT_EQ(again.faces[f], out.faces[f]);
+    for (int i = 0; i < out.vertexCount(); ++i)
+        expectNear(again.positions[i], out.positions[i], 0.0f);
+    EXPECT_TRUE(again.uvs.empty());
+}
+
+// ---- several meshes ----------------------------------------------------------------------------
+
+TEST_F(KMayaMeshTest, SeveralMeshesAreAppendedInOrderWithOffsetIndices) {
+    Polys quad;
+    quad.points = {MPoint(0, 0, 0), MPoint(1, 0, 0), MPoint(1, 1, 0), MPoint(0, 1, 0)};
+    quad.faces = {{0, 1, 2, 3}};
+    Polys tri;
+    tri.points = {MPoint(5, 5, 5), MPoint(6, 5, 5), MPoint(5, 6, 5)};
+    tri.faces = {{2, 1, 0}};
+    Built a = makeShape(ngons(), true);
+    Built q = makeShape(quad, false);
+    Built t = makeShape(tri, false);
+    setPlug(q.transformName + ".translateY", 20.0);
+    MObject empty = Host::createNode("mesh", "emptyShape");
+
+    MObjectArray objects;
+    objects.append(q.shape);
+    objects.append(MObject::kNullObj);
+    objects.append(a.transform);
+    objects.append(empty);
+    objects.append(t.shape);
+    objects.append(MObject());
+
+    KTriMesh merged;
+    MString why;
+    ASSERT_TRUE(Kelno::Convert(merged, objects, &why)) << why;
+
+    std::vector<KTriMesh> parts(3);
+    ASSERT_TRUE(Kelno::Convert(parts[0], q.shape, false, ""));
+    ASSERT_TRUE(Kelno::Convert(parts[1], a.shape, false, ""));
+    ASSERT_TRUE(Kelno::Convert(parts[2], t.shape, false, ""));
+    int vertexOffset = 0, triangle = 0;
+    for (const KTriMesh& part : parts) {
+        for (int v = 0; v < part.vertexCount(); ++v)
+            expectNear(merged.positions[vertexOffset + v], part.positions[v], 0.0f);
+        for (int i = 0; i < part.triangleCount(); ++i, ++triangle)
+            for (int c = 0; c < 3; ++c)
+                EXPECT_EQ(merged.triangles[triangle][c], part.triangles[i][c] + vertexOffset);
+        vertexOffset += part.vertexCount();
+    }
+    EXPECT_EQ(merged.vertexCount(), vertexOffset);
+    EXPECT_EQ(merged.triangleCount(), triangle);
+    EXPECT_TRUE(merged.uvs.empty());
+    EXPECT_FLOAT_EQ(merged.positions[0].y, 20.0f) << "each shape in world space";
+    EXPECT_TRUE(merged.indicesValid());
+}
+
+TEST_F(KMayaMeshTest, MergingReplacesTheOutputAndNothingGivesAnEmptyMesh) {
+    KTriMesh merged = sentinel();
+    MObjectArray onlyNulls(3);
+    EXPECT_TRUE(Kelno::Convert(merged, onlyNulls));
+    EXPECT_EQ(merged.vertexCount(), 0);
+    EXPECT_EQ(merged.triangleCount(), 0);
+
+    Built b = makeShape(ngons(), false);
+    MObjectArray one;
+    one.append(b.shape);
+    merged = sentinel();
+    ASSERT_TRUE(Kelno::Convert(merged, one));
+    EXPECT_EQ(merged.vertexCount(), static_cast<int>(ngons().points.size())) << "replaced, not appended to";
+}
+
+TEST_F(KMayaMeshTest, MergingFailsWholeOnAnObjectThatIsNotAMesh) {
+    Built b = makeShape(ngons(), false);
+    MObjectArray objects;
+    objects.append(b.shape);
+    objects.append(Host::findNode("time1"));
+    KTriMesh merged = sentinel();
+    MString why;
+    EXPECT_EQ(Kelno::Convert(merged, objects, &why), MS::kInvalidParameter);
+    expectSentinel(merged);
+    EXPECT_NE(std::string(why.asChar()).find("time1 is not a mesh"), std::string::npos) << why;
+}
+
+// ---- bad input ---------------------------------------------------------------------------------
+
+TEST_F(KMayaMeshTest, BadObjectsFailWithAReasonAndLeaveTheOutputAlone) {
+    MObject null;
+    MObject time = Host::findNode("time1");
+    MObject lonelyTransform = Host::createNode("transform", "lonely");
+    MObject twoShapes = Host::createNode("transform", "twoShapes");
+    Host::createNode("mesh", "firstShape", twoShapes);
+    Host::createNode("mesh", "secondShape", twoShapes);
+    MObject emptyShape = Host::createNode("mesh", "emptyShape");
+    MObject emptyData = MFnMeshData().create();
+
+    struct Case {
+        MObject* object;
+        MStatus::MStatusCode code;
+        const char* text;
+    } cases[] = {{&null, MS::kInvalidParameter, "null"},
+                 {&time, MS::kInvalidParameter, "time1 is not a mesh"},
+                 {&lonelyTransform, MS::kInvalidParameter, "lonely is not a mesh"},
+                 {&twoShapes, MS::kInvalidParameter, "twoShapes is not a mesh"},
+                 {&emptyShape, MS::kFailure, "emptyShape has no vertices"},
+                 {&emptyData, MS::kFailure, "has no vertices"}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.text);
+        KTriMesh tri = sentinel();
+        MString why;
+        EXPECT_EQ(Kelno::Convert(tri, *c.object, false, "currentUVSet", &why), c.code);
+        expectSentinel(tri);
+        EXPECT_NE(std::string(why.asChar()).find(c.text), std::string::npos) << why;
+
+        KMesh poly;
+        poly.positions = {KVector(1, 2, 3)};
+        EXPECT_EQ(Kelno::Convert(poly, *c.object, true, "", nullptr), c.code);
+        EXPECT_EQ(poly.vertexCount(), 1);
+    }
+}
+
+// ---- positions only ----------------------------------------------------------------------------
+
+TEST_F(KMayaMeshTest, PositionsOnlyRefreshesPointsAndKeepsTrianglesAndUVsWhileCountsMatch) {
+    Built b = makeShape(ngons(), true);
+    KTriMesh out;
+    ASSERT_TRUE(Kelno::Convert(out, b.shape, false, "map1"));
+    const KTriMesh first = out;
+
+    MFnMesh fn(b.shape);
+    ASSERT_TRUE(fn.setPoint(3, MPoint(1.5, 1.5, 0.5)));
+    setPlug(b.transformName + ".translateX", 2.0);
+    ASSERT_TRUE(Kelno::Convert(out, b.shape, true, ""));
+    expectNear(out.positions[3], KVector(3.5f, 1.5f, 0.5f));
+    expectNear(out.positions[0], KVector(2, 0, 0));
+    ASSERT_EQ(out.triangleCount(), first.triangleCount());
+    for (int t = 0; t < out.triangleCount(); ++t)
+        EXPECT_EQ(out.triangles[t][0], first.triangles[t][0]);
+    EXPECT_EQ(out.uvs.length(), first.uvs.length()) << "UVs kept although none were asked for";
+
+    // Full conversion with false: the UVs go.
+    ASSERT_TRUE(Kelno::Convert(out, b.shape, false, ""));
+    EXPECT_TRUE(out.uvs.empty());
+}
+
+TEST_F(KMayaMeshTest, PositionsOnlyConvertsEverythingWhenTheCountsChanged) {
+    Built b = makeShape(ngons(), false);
+    Polys quad;
+    quad.points = {MPoint(0, 0, 0), MPoint(1, 0, 0), MPoint(1, 1, 0), MPoint(0, 1, 0)};
+    quad.faces = {{0, 1, 2, 3}};
+    Built q = makeShape(quad, false);
+
+    KTriMesh out;
+    ASSERT_TRUE(Kelno::Convert(out, b.shape, false, ""));
+    ASSERT_TRUE(Kelno::Convert(out, q.shape, true, ""));
+    EXPECT_EQ(out.vertexCount(), 4);
+    EXPECT_EQ(out.triangleCount(), 2);
+
+    // Same vertex count, different faces: four corners as two triangles, then as one quad.
+    Polys split = quad;
+    split.faces = {{0, 1, 2}, {0, 2, 3}, {0, 1, 3}};
+    Built s = makeShape(split, false);
+    ASSERT_TRUE(Kelno::Convert(out, s.shape, true, ""));
+    EXPECT_EQ(out.triangleCount(), 3);
+
+    KMesh poly;
+    ASSERT_TRUE(Kelno::Convert(poly, q.shape, false, ""));
+    ASSERT_TRUE(Kelno::Convert(poly, s.shape, true, ""));
+    EXPECT_EQ(poly.faceCount(), 3);
+    EXPECT_EQ(poly.faces[2][2], 3);
+}
+
+// ---- GetMesh -----------------------------------------------------------------------------------
+
+TEST_F(KMayaMeshTest, GetMeshFindsShapesByNameTransformOrPath) {
+    Built b = makeShape(ngons(), true);
+    setPlug(b.transformName + ".translateY", 5.0);
+    KTriMesh byShape, byTransform, byPath, direct;
+    ASSERT_TRUE(Kelno::Convert(direct, b.shape, false, "map1"));
+    MString why;
+    ASSERT_TRUE(Kelno::GetMesh(byShape, b.shapeName.c_str(), false, "map1", &why)) << why;
+    ASSERT_TRUE(Kelno::GetMesh(byTransform, b.transformName.c_str(), false, "", &why)) << why;
+    const std::string path = "|" + b.transformName + "|" + b.shapeName;
+    ASSERT_TRUE(Kelno::GetMesh(byPath, path.c_str(), false, "", &why)) << why;
+    for (const KTriMesh* m : {&byShape, &byTransform, &byPath}) {
+        ASSERT_EQ(m->vertexCount(), direct.vertexCount());
+        for (int i = 0; i < direct.vertexCount(); ++i)
+            expectNear(m->positions[i], direct.positions[i], 0.0f);
+        EXPECT_EQ(m->triangleCount(), direct.triangleCount());
+    }
+    EXPECT_FLOAT_EQ(byShape.positions[0].y, 5.0f) << "world space";
+    EXPECT_EQ(byShape.uvs.length(), direct.uvs.length());
+    EXPECT_TRUE(byTransform.uvs.empty());
+}
+
+TEST_F(KMayaMeshTest, GetMeshRefusesUnknownNamesAndNodesThatAreNotMeshes) {
+    Host::createNode("transform", "lonely");
+    Built b = makeShape(ngons(), false);
+    struct Case {
+        const char* name;
+        MStatus::MStatusCode code;
+        const char* text;
+    } cases[] = {{"nothingHere", MS::kNotFound, "no node named nothingHere"},
+                 {"time1", MS::kInvalidParameter, "time1 is not a mesh"},
+                 {"lonely", MS::kInvalidParameter, "lonely is not a mesh"},
+                 {"", MS::kInvalidParameter, "no mesh name"},
+                 {nullptr, MS::kInvalidParameter, "no mesh name"}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.text);
+        KTriMesh out = sentinel();
+        MString why;
+        EXPECT_EQ(Kelno::GetMesh(out, c.name, false, "", &why), c.code);
+        expectSentinel(out);
+        EXPECT_EQ(std::string(why.asChar()).rfind("Error@GetMesh(): ", 0), 0u) << why;
+        EXPECT_NE(std::string(why.asChar()).find(c.text), std::string::npos) << why;
+    }
+    KTriMesh out = sentinel();
+    EXPECT_EQ(Kelno::GetMesh(out, b.shapeName.c_str(), false, "paint"), MS::kNotFound);
+    expectSentinel(out);
+}
+
+// ---- Copy --------------------------------------------------------------------------------------
+
+TEST_F(KMayaMeshTest, CopyReplacesTheHostArrayElementByElement) {
+    MIntArray ints(5, 9);
+    Kelno::Copy(ints, Kelno::KIntArray{3, -1, 2147483647});
+    ASSERT_EQ(ints.length(), 3u);
+    EXPECT_EQ(ints[0], 3);
+    EXPECT_EQ(ints[1], -1);
+    EXPECT_EQ(ints[2], 2147483647);
+    Kelno::Copy(ints, Kelno::KIntArray());
+    EXPECT_EQ(ints.length(), 0u);
+
+    MPointArray points(4, MPoint(1, 1, 1, 5));
+    Kelno::KVectorArray vectors = {KVector(0.1f, -2, 3e10f), KVector(-0.0f, 4, 5)};
+    Kelno::Copy(points, vectors);
+    ASSERT_EQ(points.length(), 2u);
+    EXPECT_EQ(points[0].x, static_cast<double>(0.1f)) << "widened exactly";
+    EXPECT_EQ(points[0].y, -2.0);
+    EXPECT_EQ(points[0].z, static_cast<double>(3e10f));
+    EXPECT_EQ(points[1].y, 4.0);
+    EXPECT_EQ(points[0].w, 1.0);
+    EXPECT_EQ(points[1].w, 1.0);
+}
+
+} // namespace
