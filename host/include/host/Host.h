@@ -18,6 +18,11 @@
 //   - mesh shapes have no history of their own: their outMesh is a copy of their inMesh, and a
 //     mesh that MFnMesh::create refuses (bad counts or indices, polygons under three vertices)
 //     leaves the data object empty;
+//   - MFnMesh::getTriangles clips ears in each face's plane (a convex face becomes the fan of
+//     its corner 0; MFnMesh.h has the rule); the host may pick other diagonals, so tests may
+//     rely only on n - 2 triangles per face, wound like the face and tiling it;
+//   - UV sets are per mesh, not per instance; there is no deleteUVSet, so every mesh made by
+//     MFnMesh::create keeps at least "map1";
 //   - transforms compose scale, rotate (X then Y then Z, radians) and translate only;
 //   - the host keeps no undo queue: command objects are deleted right after doIt.
 // Host type IDs are taken from 0x7fff0001 upwards, a range no plug-in registers.
