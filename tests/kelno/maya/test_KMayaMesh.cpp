@@ -13,8 +13,14 @@
 #include <maya/MIntArray.h>
 #include <maya/MPointArray.h>
 
+#include "support/KTestData.h"
+#include "support/KTestMeshes.h"
+
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -570,6 +576,149 @@ TEST_F(KMayaMeshTest, CopyReplacesTheHostArrayElementByElement) {
     EXPECT_EQ(points[1].y, 4.0);
     EXPECT_EQ(points[0].w, 1.0);
     EXPECT_EQ(points[1].w, 1.0);
+}
+
+// ---- real meshes -------------------------------------------------------------------------------
+
+// The "v", "vt" and "f v/vt/..." records of an OBJ file (1-based indices made 0-based).
+struct ObjWithUVs {
+    std::vector<MPoint> points;
+    std::vector<float> u, v;
+    std::vector<std::vector<int>> faces, faceUVs;
+};
+bool readObjWithUVs(const std::string& path, ObjWithUVs& obj) {
+    std::ifstream in(path);
+    std::string line;
+    while (std::getline(in, line)) {
+        std::istringstream words(line);
+        std::string tag;
+        words >> tag;
+        if (tag == "v") {
+            double x, y, z;
+            words >> x >> y >> z;
+            obj.points.push_back(MPoint(x, y, z));
+        } else if (tag == "vt") {
+            float a, b;
+            words >> a >> b;
+            obj.u.push_back(a);
+            obj.v.push_back(b);
+        } else if (tag == "f") {
+            std::vector<int> face, uvs;
+            std::string corner;
+            while (words >> corner) {
+                const size_t slash = corner.find('/');
+                if (slash == std::string::npos)
+                    return false;
+                face.push_back(std::stoi(corner.substr(0, slash)) - 1);
+                uvs.push_back(std::stoi(corner.substr(slash + 1)) - 1);
+            }
+            obj.faces.push_back(face);
+            obj.faceUVs.push_back(uvs);
+        }
+    }
+    return !obj.points.empty() && !obj.faces.empty();
+}
+
+TEST_F(KMayaMeshTest, RealTreeWithUVsRoundTripsAsPolygonsAndAsTriangles) {
+    KELNO_REQUIRE_DATA("real/trees/helios_apple_tree_sapling/tree.obj");
+    ObjWithUVs obj;
+    ASSERT_TRUE(readObjWithUVs(KelnoTest::dataPath("real/trees/helios_apple_tree_sapling/tree.obj"), obj));
+    MPointArray points;
+    MIntArray counts, connects, uvCounts, uvIds;
+    for (const MPoint& p : obj.points)
+        points.append(p);
+    for (size_t f = 0; f < obj.faces.size(); ++f) {
+        counts.append(static_cast<int>(obj.faces[f].size()));
+        uvCounts.append(static_cast<int>(obj.faces[f].size()));
+        for (size_t k = 0; k < obj.faces[f].size(); ++k) {
+            connects.append(obj.faces[f][k]);
+            uvIds.append(obj.faceUVs[f][k]);
+        }
+    }
+    MFnMesh fn;
+    MStatus status;
+    MObject transform = fn.create(static_cast<int>(points.length()), static_cast<int>(counts.length()),
+                                  points, counts, connects, MObject::kNullObj, &status);
+    ASSERT_TRUE(status);
+    MFloatArray u, v;
+    for (size_t i = 0; i < obj.u.size(); ++i) {
+        u.append(obj.u[i]);
+        v.append(obj.v[i]);
+    }
+    ASSERT_TRUE(fn.setUVs(u, v));
+    ASSERT_TRUE(fn.assignUVs(uvCounts, uvIds));
+
+    KMesh poly;
+    ASSERT_TRUE(Kelno::Convert(poly, transform, false, "currentUVSet"));
+    ASSERT_EQ(poly.vertexCount(), static_cast<int>(obj.points.size()));
+    ASSERT_EQ(poly.faceCount(), static_cast<int>(obj.faces.size()));
+    int corner = 0;
+    for (size_t f = 0; f < obj.faces.size(); ++f) {
+        EXPECT_EQ(std::vector<int>(poly.faces[f].begin(), poly.faces[f].end()), obj.faces[f]) << "face " << f;
+        for (size_t k = 0; k < obj.faces[f].size(); ++k, ++corner) {
+            EXPECT_EQ(poly.uvs[corner].x, obj.u[obj.faceUVs[f][k]]);
+            EXPECT_EQ(poly.uvs[corner].y, obj.v[obj.faceUVs[f][k]]);
+        }
+    }
+
+    KTriMesh tri;
+    ASSERT_TRUE(Kelno::Convert(tri, transform, false, "currentUVSet"));
+    int t = 0;
+    for (size_t f = 0; f < obj.faces.size(); ++f) {
+        for (size_t k = 0; k + 2 < obj.faces[f].size(); ++k, ++t) {
+            for (int c = 0; c < 3; ++c) {
+                const auto at = std::find(obj.faces[f].begin(), obj.faces[f].end(), tri.triangles[t][c]);
+                ASSERT_NE(at, obj.faces[f].end()) << "triangle " << t << " leaves face " << f;
+                const int uvId = obj.faceUVs[f][static_cast<size_t>(at - obj.faces[f].begin())];
+                EXPECT_EQ(tri.uvs[3 * t + c].x, obj.u[uvId]);
+                EXPECT_EQ(tri.uvs[3 * t + c].y, obj.v[uvId]);
+            }
+        }
+    }
+    EXPECT_EQ(tri.triangleCount(), t);
+    for (int i = 0; i < tri.vertexCount(); ++i)
+        EXPECT_EQ(tri.positions[i].x, static_cast<float>(obj.points[i].x));
+}
+
+TEST_F(KMayaMeshTest, RealScanRoundTripsAndMergesWithItself) {
+    KELNO_REQUIRE_DATA("meshes/bunny.obj");
+    KTriMesh bunny;
+    ASSERT_TRUE(KelnoTest::readObj(KelnoTest::dataPath("meshes/bunny.obj"), bunny));
+    MPointArray points;
+    MIntArray counts(static_cast<unsigned int>(bunny.triangleCount()), 3), connects;
+    Kelno::Copy(points, bunny.positions);
+    for (const KInt3& t : bunny.triangles)
+        for (int c = 0; c < 3; ++c)
+            connects.append(t[c]);
+    MFnMesh fn;
+    MStatus status;
+    MObject transform = fn.create(static_cast<int>(points.length()), static_cast<int>(counts.length()),
+                                  points, counts, connects, MObject::kNullObj, &status);
+    ASSERT_TRUE(status);
+    MObject shape = fn.object();
+
+    KTriMesh back;
+    ASSERT_TRUE(Kelno::Convert(back, shape, false, ""));
+    ASSERT_EQ(back.vertexCount(), bunny.vertexCount());
+    ASSERT_EQ(back.triangleCount(), bunny.triangleCount());
+    for (int i = 0; i < bunny.vertexCount(); ++i)
+        ASSERT_EQ(back.positions[i].x, bunny.positions[i].x) << i;
+    for (int i = 0; i < bunny.triangleCount(); ++i)
+        for (int c = 0; c < 3; ++c)
+            ASSERT_EQ(back.triangles[i][c], bunny.triangles[i][c]) << i;
+
+    MObjectArray twice;
+    twice.append(shape);
+    twice.append(transform);
+    KTriMesh merged;
+    ASSERT_TRUE(Kelno::Convert(merged, twice));
+    const int n = bunny.vertexCount(), m = bunny.triangleCount();
+    ASSERT_EQ(merged.vertexCount(), 2 * n);
+    ASSERT_EQ(merged.triangleCount(), 2 * m);
+    for (int i = 0; i < m; ++i)
+        for (int c = 0; c < 3; ++c)
+            ASSERT_EQ(merged.triangles[m + i][c], bunny.triangles[i][c] + n) << i;
+    EXPECT_EQ(merged.positions[n + 5].y, bunny.positions[5].y);
 }
 
 } // namespace
