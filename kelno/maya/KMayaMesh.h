@@ -25,9 +25,10 @@
 //
 // `positionsOnly` (the boolean of Convert and GetMesh): false converts everything. true is for
 // re-reading a mesh whose topology has not changed since `out` was filled from it (animation,
-// deformation): when `out` already has the host mesh's vertex count and the triangle (KTriMesh)
-// or face and corner (KMesh) counts that the host mesh's faces give, only `positions` is
-// rewritten and the triangles / faces and UVs are kept; when any count differs, it converts
+// deformation): when `out` already has the host mesh's vertex count and, for a KTriMesh, as many
+// triangles as the host's faces give (n - 2 per face of n corners), or, for a KMesh, as many
+// faces and face corners as the host mesh, only `positions` is rewritten; the triangles or
+// faces and the UVs are kept and the UV set is not looked at. When any count differs it converts
 // everything as with false. A topology change that keeps all those counts is not detected.
 //
 // Failures: every function returns kSuccess or a failure status and then leaves `out` exactly as

@@ -461,6 +461,8 @@ TEST_F(KMayaMeshTest, PositionsOnlyRefreshesPointsAndKeepsTrianglesAndUVsWhileCo
     KTriMesh out;
     ASSERT_TRUE(Kelno::Convert(out, b.shape, false, "map1"));
     const KTriMesh first = out;
+    KMesh poly;
+    ASSERT_TRUE(Kelno::Convert(poly, b.shape, false, "map1"));
 
     MFnMesh fn(b.shape);
     ASSERT_TRUE(fn.setPoint(3, MPoint(1.5, 1.5, 0.5)));
@@ -472,6 +474,10 @@ TEST_F(KMayaMeshTest, PositionsOnlyRefreshesPointsAndKeepsTrianglesAndUVsWhileCo
     for (int t = 0; t < out.triangleCount(); ++t)
         EXPECT_EQ(out.triangles[t][0], first.triangles[t][0]);
     EXPECT_EQ(out.uvs.length(), first.uvs.length()) << "UVs kept although none were asked for";
+    ASSERT_TRUE(Kelno::Convert(poly, b.shape, true, "missing set: not looked at"));
+    expectNear(poly.positions[3], KVector(3.5f, 1.5f, 0.5f));
+    EXPECT_EQ(poly.faceCount(), 4);
+    EXPECT_EQ(poly.uvs.length(), 18);
 
     // Full conversion with false: the UVs go.
     ASSERT_TRUE(Kelno::Convert(out, b.shape, false, ""));
