@@ -482,7 +482,9 @@ class Builder {
         // one set would chain every update on the previous one through memory.
         BinBox bins[2][3][kMaxBins];
         int counts[2][3][kMaxBins];
-        for (int set = 0; set < 2; ++set) {
+        // Small ranges gain nothing from the second set.
+        const int sets = count >= 64 ? 2 : 1;
+        for (int set = 0; set < sets; ++set) {
             for (int a = 0; a < 3; ++a) {
                 for (int b = 0; b < nb; ++b) {
                     bins[set][a][b] = BinBox{infinities(1), infinities(-1)};
@@ -494,7 +496,7 @@ class Builder {
         const F4 zero = splat(0.0f), top = splat(static_cast<float>(nb - 1));
         for (int i = begin; i < begin + count; ++i) {
             const PrimRef& p = m_prims[i];
-            const int set = i & 1;
+            const int set = i & (sets - 1);
             const F4 lo = primLo(p, mask), hi = primHi(p);
             alignas(16) int f[4];
             truncate(vmin(vmax(((lo + hi) - base) * sc, zero), top), f);
@@ -505,7 +507,7 @@ class Builder {
                 ++counts[set][a][f[a]];
             }
         }
-        for (int a = 0; a < 3; ++a) {
+        for (int a = 0; a < 3 && sets == 2; ++a) {
             for (int b = 0; b < nb; ++b) {
                 bins[0][a][b].lo = vmin(bins[0][a][b].lo, bins[1][a][b].lo);
                 bins[0][a][b].hi = vmax(bins[0][a][b].hi, bins[1][a][b].hi);
