@@ -482,7 +482,9 @@ class Builder {
         // one set would chain every update on the previous one through memory.
         BinBox bins[2][3][kMaxBins];
         int counts[2][3][kMaxBins];
-        for (int set = 0; set < 2; ++set) {
+        // Small ranges gain nothing from the second set.
+        const int sets = count >= 64 ? 2 : 1;
+        for (int set = 0; set < sets; ++set) {
             for (int a = 0; a < 3; ++a) {
                 for (int b = 0; b < nb; ++b) {
                     bins[set][a][b] = BinBox{infinities(1), infinities(-1)};
@@ -494,7 +496,7 @@ class Builder {
         const F4 zero = splat(0.0f), top = splat(static_cast<float>(nb - 1));
         for (int i = begin; i < begin + count; ++i) {
             const PrimRef& p = m_prims[i];
-            const int set = i & 1;
+            const int set = i & (sets - 1);
             const F4 lo = primLo(p, mask), hi = primHi(p);
             alignas(16) int f[4];
             truncate(vmin(vmax(((lo + hi) - base) * sc, zero), top), f);
@@ -505,7 +507,7 @@ class Builder {
                 ++counts[set][a][f[a]];
             }
         }
-        for (int a = 0; a < 3; ++a) {
+        for (int a = 0; a < 3 && sets == 2; ++a) {
             for (int b = 0; b < nb; ++b) {
                 bins[0][a][b].lo = vmin(bins[0][a][b].lo, bins[1][a][b].lo);
                 bins[0][a][b].hi = vmax(bins[0][a][b].hi, bins[1][a][b].hi);
@@ -584,8 +586,10 @@ class Builder {
         }
         leftOut = l;
         rightOut = r;
-        PrimRef* mid = first;
-        return static_cast<int>(mid - m_prims);
+        const int mid = static_cast<int>(first - m_prims);
+        // Both sides are non-empty by construction of the bins; a range that did not split is
+        // halved instead, which keeps the node numbering inside its slots.
+        return mid > begin && mid < begin + count ? mid : -1;
     }
 
     static bool _goesLeft(const PrimRef& p, int axis, float lo, float s, float last, int cut) {
@@ -755,6 +759,9 @@ class Collapser {
     int m_blockCount = 0;
 };
 
+// Below this many triangles a serial build is faster than waking a thread team.
+const int kParallelBuild = 1 << 18;
+
 bool finite(const KVector& v) { return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z); }
 
 } // namespace
@@ -788,7 +795,7 @@ void KTriMeshDistTree::set(const KTriMesh& mesh) {
 
     // Usable triangles: indices in range and finite corners.
     std::vector<char> usable(static_cast<std::size_t>(std::max(nt, 0)), 0);
-#pragma omp parallel for schedule(static)
+#pragma omp parallel for schedule(static) if (nt >= kParallelBuild)
     for (int t = 0; t < nt; ++t) {
         const KInt3& tri = mesh.triangles[t];
         bool ok = true;
@@ -816,7 +823,7 @@ void KTriMeshDistTree::set(const KTriMesh& mesh) {
         }
     }
     float largest = 0.0f;
-#pragma omp parallel for schedule(static) reduction(max : largest)
+#pragma omp parallel for schedule(static) reduction(max : largest) if (count >= kParallelBuild)
     for (int i = 0; i < count; ++i) {
         PrimRef& p = prims[i];
         const KInt3& tri = mesh.triangles[p.id];
@@ -836,7 +843,7 @@ void KTriMeshDistTree::set(const KTriMesh& mesh) {
     // memory pages.
     std::unique_ptr<BuildNode[]> binary(new BuildNode[2 * static_cast<std::size_t>(count)]);
     Builder builder(prims.data(), binary.get(), m_maxLeafSize, m_binCount);
-#pragma omp parallel
+#pragma omp parallel if (count >= kParallelBuild)
 #pragma omp single
     builder.build(0, 0, count, 0, boundsOf(prims.data(), 0, count));
 

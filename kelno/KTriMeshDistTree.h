@@ -1,7 +1,8 @@
 // Closest-point and box queries over the triangles of a KTriMesh.
 //
 // Owns KTriMeshDistTree: a bounding volume hierarchy (4 boxes per node, single-precision boxes,
-// triangles packed four to a block) built once over a copy of the mesh's triangle corners.
+// triangles packed four to a block) built once over a copy of the mesh's triangle corners;
+// about 55 bytes per triangle in all.
 // The tree does not refer to the mesh after set(): changing or destroying the mesh later does
 // not affect it (rebuild with set() to follow a changed mesh). The built data is immutable and
 // shared between copies of a tree, so copying a tree is cheap.
@@ -33,9 +34,10 @@ class KELNO_API KTriMeshDistTree {
     //   maxLeafSize  the largest number of triangles kept together in one leaf (clamped to
     //                1..16). The builder stops splitting earlier when its cost model says a
     //                leaf is cheaper, so this is an upper bound, not a target. 10 is a good value.
-    //   binCount     the number of candidate split planes per axis tried at each node of the
-    //                build (surface-area heuristic over that many equal bins; clamped to 4..64).
-    //                More bins build a slightly better tree more slowly. 10 is a good value.
+    //   binCount     the number of equal bins per axis into which the build sorts triangle
+    //                centres at each node; the bin boundaries are the candidate split planes of
+    //                the surface-area heuristic (clamped to 4..64). More bins build a slightly
+    //                better tree more slowly. 10 is a good value.
     // The plug-in passes (10, 10) everywhere. Neither parameter changes query results, only speed.
     KTriMeshDistTree(int maxLeafSize, int binCount);
     // The same followed by set(mesh).
@@ -74,9 +76,9 @@ class KELNO_API KTriMeshDistTree {
     // point (closest = w0 * c0 + w1 * c1 + (1 - w0 - w1) * c2), exactly as the tree computes them
     // for its queries. Every Voronoi region (three corners, three edges, the face) is handled;
     // zero-area triangles (a segment or a point) give the closest point of their edges, and
-    // slivers whose area is below about 2^-20 of the product of their two edges from c2 take
-    // the nearest of the face and edge answers. A query point equal to a corner gets exactly
-    // that corner and distance 0. No NaN comes out of finite input.
+    // slivers (the sine of the angle at c2 below 2^-10), whose face formula loses precision,
+    // take the nearest of the face and edge answers. A query point equal to a corner gets
+    // exactly that corner and distance 0. No NaN comes out of finite input.
     static float closestPointOnTriangle(const KVector& p, const KVector& c0, const KVector& c1,
                                         const KVector& c2, float& w0, float& w1);
 

@@ -4,6 +4,7 @@
 #include "support/KTestMeshes.h"
 
 #include <gtest/gtest.h>
+#include <omp.h>
 
 #include <algorithm>
 #include <cmath>
@@ -486,6 +487,28 @@ TEST(KTriMeshDistTree, BoxesThatOnlyTouchCount) {
 
 // ---------------------------------------------------------------------------------------------
 // Concurrency
+
+TEST(KTriMeshDistTree, BuildIsTheSameWhateverTheThreadCount) {
+    const KTriMesh m = makeTorus(600, 230); // large enough for a parallel build
+    const int before = omp_get_max_threads();
+    omp_set_num_threads(1);
+    const Tree serial(m, 10, 10);
+    omp_set_num_threads(4);
+    const Tree parallel(m, 10, 10);
+    omp_set_num_threads(before);
+    EXPECT_EQ(serial.memoryBytes(), parallel.memoryBytes());
+    for (const KVector& p : queryPoints(m, 2000, 41)) {
+        KVector a, b;
+        int ta = -1, tb = -2;
+        float a0, a1, b0, b1;
+        ASSERT_TRUE(serial.getClosestPoint(p, a, ta, a0, a1, 1e30f));
+        ASSERT_TRUE(parallel.getClosestPoint(p, b, tb, b0, b1, 1e30f));
+        ASSERT_EQ(ta, tb);
+        ASSERT_EQ(a, b);
+        ASSERT_EQ(a0, b0);
+        ASSERT_EQ(a1, b1);
+    }
+}
 
 TEST(KTriMeshDistTree, ConcurrentQueriesGiveTheSerialAnswers) {
     const KTriMesh m = makeTorus(120, 60);
