@@ -27,4 +27,7 @@ class CliFailure : public std::runtime_error {
 // Writes "kelno: <message>" to standard error and throws CliFailure.
 [[noreturn]] void fail(const std::string& message, int exitCode = 1);
 
+// `kelno abc info|ls|dump`: Alembic caches as JSON.
+void registerAbcCommand(CLI::App& app);
+
 } // namespace KelnoCli

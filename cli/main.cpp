@@ -18,6 +18,7 @@ int main(int argc, char** argv) {
     app.require_subcommand(1);
 
     // Subcommands register here, one line each.
+    KelnoCli::registerAbcCommand(app);
 
     try {
         app.parse(argc, argv);
