@@ -22,6 +22,11 @@ bool isFinite(const KVector& p) { return std::isfinite(p.x) && std::isfinite(p.y
 
 // Newell's normal of a polygon (twice its area times its unit normal).
 KVector newellNormal(const KVector* positions, const int* indices, int count) {
+    if (count == 3) {
+        // For a triangle Newell's sum is exactly the cross product of two edges.
+        const KVector& a = positions[indices[0]];
+        return (positions[indices[1]] - a).cross(positions[indices[2]] - a);
+    }
     KVector n;
     for (int k = 0; k < count; ++k) {
         const KVector& a = positions[indices[k]];
@@ -90,20 +95,23 @@ void KPolyMesh::_buildPolygonTable() {
     const std::int64_t numIndices = m_polygonConnections.length();
     m_faceStarts.resize(static_cast<std::size_t>(numFaces));
     m_faceDrawable.resize(static_cast<std::size_t>(numFaces));
+    // Starts are a running sum (serial); the index checks are independent per face.
     std::int64_t start = 0;
     for (int f = 0; f < numFaces; ++f) {
-        const int count = m_polygonCounts[static_cast<std::size_t>(f)];
+        const std::size_t fi = static_cast<std::size_t>(f);
+        const int count = m_polygonCounts[fi];
         const bool fits = count >= 0 && start + count <= numIndices;
-        m_faceStarts[static_cast<std::size_t>(f)] = fits ? static_cast<int>(start) : 0;
-        m_faceDrawable[static_cast<std::size_t>(f)] = 0;
-        if (!fits) {
-            // Everything after a size that runs past the end is unusable.
-            start = numIndices + 1;
-            continue;
-        }
-        m_faceDrawable[static_cast<std::size_t>(f)] =
-            count >= 3 && polygonValid(m_polygonConnections.data() + start, count, numPoints) ? 1 : 0;
-        start += count;
+        m_faceStarts[fi] = fits ? static_cast<int>(start) : 0;
+        m_faceDrawable[fi] = fits && count >= 3 ? 1 : 0;
+        // Everything after a size that runs past the end is unusable.
+        start = fits ? start + count : numIndices + 1;
+    }
+    const int* indices = m_polygonConnections.data();
+#pragma omp parallel for schedule(static) if (runParallel(numFaces))
+    for (int f = 0; f < numFaces; ++f) {
+        const std::size_t fi = static_cast<std::size_t>(f);
+        if (m_faceDrawable[fi] && !polygonValid(indices + m_faceStarts[fi], m_polygonCounts[fi], numPoints))
+            m_faceDrawable[fi] = 0;
     }
 }
 
