@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <unordered_set>
 
 namespace Kelno {
 namespace Abc {
@@ -44,6 +45,8 @@ const char* podName(Pod pod) {
 
 void MetaData::parse(const std::string& serialized) {
     m_entries.clear();
+    // A set keeps "first key wins" linear even for damaged strings with thousands of pairs.
+    std::unordered_set<std::string> seen;
     std::size_t start = 0;
     while (start < serialized.size()) {
         std::size_t end = serialized.find(';', start);
@@ -53,7 +56,7 @@ void MetaData::parse(const std::string& serialized) {
         if (eq == std::string::npos || eq > end)
             break;
         std::string key = serialized.substr(start, eq - start);
-        if (!has(key))
+        if (seen.insert(key).second)
             m_entries.emplace_back(std::move(key), serialized.substr(eq + 1, end - eq - 1));
         start = end + 1;
     }
