@@ -148,6 +148,7 @@ std::unique_ptr<ArchiveReader> openStorage(std::shared_ptr<Storage> storage, std
     const unsigned char* bytes = storage->data();
     const std::uint64_t size = storage->size();
     if (size >= 8 && std::memcmp(bytes, kHdf5Signature, 8) == 0) {
+        // The HDF5 back end will open the path with the HDF5 library here.
         error = "HDF5 Alembic archives are not supported yet (only the Ogawa back end is)";
         return nullptr;
     }

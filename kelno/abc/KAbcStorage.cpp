@@ -5,6 +5,7 @@
 
 #if defined(_WIN32)
 #include <fstream>
+#include <iterator>
 #else
 #include <fcntl.h>
 #include <sys/mman.h>
