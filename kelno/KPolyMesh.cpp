@@ -91,11 +91,10 @@ void KPolyMesh::computeBoundingBox() {
 
 void KPolyMesh::_buildPolygonTable() {
     const int numFaces = m_polygonCounts.length();
-    const int numPoints = m_positions.length();
     const std::int64_t numIndices = m_polygonConnections.length();
     m_faceStarts.resize(static_cast<std::size_t>(numFaces));
     m_faceDrawable.resize(static_cast<std::size_t>(numFaces));
-    // Starts are a running sum (serial); the index checks are independent per face.
+    // Starts are a running sum, so serial; the index checks come later, per face, in parallel.
     std::int64_t start = 0;
     for (int f = 0; f < numFaces; ++f) {
         const std::size_t fi = static_cast<std::size_t>(f);
@@ -106,75 +105,75 @@ void KPolyMesh::_buildPolygonTable() {
         // Everything after a size that runs past the end is unusable.
         start = fits ? start + count : numIndices + 1;
     }
-    const int* indices = m_polygonConnections.data();
-#pragma omp parallel for schedule(static) if (runParallel(numFaces))
-    for (int f = 0; f < numFaces; ++f) {
-        const std::size_t fi = static_cast<std::size_t>(f);
-        if (m_faceDrawable[fi] && !polygonValid(indices + m_faceStarts[fi], m_polygonCounts[fi], numPoints))
-            m_faceDrawable[fi] = 0;
-    }
 }
 
 void KPolyMesh::computeVertexNormals() {
     _buildPolygonTable();
     const int numFaces = m_polygonCounts.length();
     const int numPoints = m_positions.length();
-    const bool parallel = runParallel(numFaces);
     const KVector* p = m_positions.data();
     const int* indices = m_polygonConnections.data();
-
     m_faceNormals.resize(static_cast<std::size_t>(numFaces));
-#pragma omp parallel for schedule(static) if (parallel)
-    for (int f = 0; f < numFaces; ++f) {
-        const std::size_t fi = static_cast<std::size_t>(f);
-        m_faceNormals[fi] =
-            m_faceDrawable[fi] ? newellNormal(p, indices + m_faceStarts[fi], m_polygonCounts[fi]) : KVector();
-    }
-
     m_vertexNormals.assign(static_cast<std::size_t>(numPoints), KVector());
-    if (!parallel) {
-        for (int f = 0; f < numFaces; ++f) {
-            const std::size_t fi = static_cast<std::size_t>(f);
-            if (!m_faceDrawable[fi])
-                continue;
-            const int* poly = indices + m_faceStarts[fi];
-            for (int k = 0; k < m_polygonCounts[fi]; ++k)
-                m_vertexNormals[static_cast<std::size_t>(poly[k])] += m_faceNormals[fi];
-        }
-    } else {
-        // Scatter into one buffer per thread (the first thread uses the result itself), then
-        // add the buffers up per vertex: no atomics, no locks.
-        const int threads = omp_get_max_threads();
-        std::vector<KVectorArray> extra(static_cast<std::size_t>(threads > 1 ? threads - 1 : 0));
+
+    // Face f: drop it when it names a missing vertex, else its Newell normal.
+    auto faceNormal = [&](int f) {
+        const std::size_t fi = static_cast<std::size_t>(f);
+        const int* poly = indices + m_faceStarts[fi];
+        if (m_faceDrawable[fi] && !polygonValid(poly, m_polygonCounts[fi], numPoints))
+            m_faceDrawable[fi] = 0;
+        m_faceNormals[fi] = m_faceDrawable[fi] ? newellNormal(p, poly, m_polygonCounts[fi]) : KVector();
+    };
+    auto scatter = [&](int f, KVector* acc) {
+        const std::size_t fi = static_cast<std::size_t>(f);
+        if (!m_faceDrawable[fi])
+            return;
+        const int* poly = indices + m_faceStarts[fi];
+        const KVector n = m_faceNormals[fi];
+        for (int k = 0; k < m_polygonCounts[fi]; ++k)
+            acc[poly[k]] += n;
+    };
+
+    if (!runParallel(numFaces)) {
+        for (int f = 0; f < numFaces; ++f)
+            faceNormal(f);
+        for (int f = 0; f < numFaces; ++f)
+            scatter(f, m_vertexNormals.data());
+        for (KVector& n : m_vertexNormals)
+            n.normalize();
+        return;
+    }
+    // One parallel region (few barriers: threads may be descheduled on a busy machine).
+    // Vertices are scattered into one buffer per thread (the first thread uses the result
+    // itself), then the buffers are added up per vertex: no atomics, no locks.
+    const int threads = omp_get_max_threads();
+    std::vector<KVectorArray> extra(static_cast<std::size_t>(threads > 1 ? threads - 1 : 0));
 #pragma omp parallel num_threads(threads)
-        {
-            const int t = omp_get_thread_num();
-            KVectorArray* target = &m_vertexNormals;
-            if (t > 0) {
-                extra[static_cast<std::size_t>(t - 1)].assign(static_cast<std::size_t>(numPoints), KVector());
-                target = &extra[static_cast<std::size_t>(t - 1)];
-            }
-            KVector* acc = target->data();
+    {
+        const int t = omp_get_thread_num();
+        KVector* acc = m_vertexNormals.data();
+        if (t > 0) {
+            KVectorArray& own = extra[static_cast<std::size_t>(t - 1)];
+            own.assign(static_cast<std::size_t>(numPoints), KVector());
+            acc = own.data();
+        }
+        // The same static partition in both loops, so each thread scatters the faces whose
+        // normals it computed itself and needs no barrier in between.
+#pragma omp for schedule(static) nowait
+        for (int f = 0; f < numFaces; ++f)
+            faceNormal(f);
 #pragma omp for schedule(static)
-            for (int f = 0; f < numFaces; ++f) {
-                const std::size_t fi = static_cast<std::size_t>(f);
-                if (!m_faceDrawable[fi])
-                    continue;
-                const int* poly = indices + m_faceStarts[fi];
-                const KVector n = m_faceNormals[fi];
-                for (int k = 0; k < m_polygonCounts[fi]; ++k)
-                    acc[poly[k]] += n;
-            }
+        for (int f = 0; f < numFaces; ++f)
+            scatter(f, acc);
 #pragma omp for schedule(static)
-            for (int v = 0; v < numPoints; ++v)
-                for (const KVectorArray& e : extra)
-                    if (e.length() == numPoints) // fewer threads may have come than asked for
-                        m_vertexNormals[static_cast<std::size_t>(v)] += e[static_cast<std::size_t>(v)];
+        for (int v = 0; v < numPoints; ++v) {
+            KVector& n = m_vertexNormals[static_cast<std::size_t>(v)];
+            for (const KVectorArray& e : extra)
+                if (e.length() == numPoints) // fewer threads may have come than asked for
+                    n += e[static_cast<std::size_t>(v)];
+            n.normalize();
         }
     }
-#pragma omp parallel for schedule(static) if (runParallel(numPoints))
-    for (int v = 0; v < numPoints; ++v)
-        m_vertexNormals[static_cast<std::size_t>(v)].normalize();
 }
 
 int KPolyMesh::numDrawablePolygons() const {
