@@ -78,19 +78,40 @@ bool readTyped(const ArchiveReader& archive, const AbcPropertyNode& property, Po
     return true;
 }
 
-template <class Array> void copyOut(const SampleView& view, Array& out) {
-    using Element = typename Array::value_type;
-    const std::size_t count = view.size / sizeof(Element);
-    if (out.size() != count)
-        out.resize(count);
-    if (count)
-        std::memcpy(static_cast<void*>(out.data()), view.data, count * sizeof(Element));
+// A located array sample of a numeric property checked to hold elements of the expected type:
+// its clamped index and byte size, without reading the values.
+struct Located {
+    const AbcPropertyNode* property = nullptr;
+    std::uint32_t index = 0;
+    std::size_t bytes = 0;
+};
+
+bool locateTyped(const ArchiveReader& archive, const AbcPropertyNode& property, Pod pod, std::uint32_t extent,
+                 int sampleIndex, Located& out, std::string* error) {
+    if (property.kind == PropertyKind::Compound || property.pod != pod || property.extent != extent)
+        return setError(error, "property " + property.name + " has an unexpected type");
+    if (property.numSamples == 0)
+        return setError(error, "property " + property.name + " has no samples");
+    out.property = &property;
+    out.index = clampIndex(sampleIndex, property.numSamples);
+    if (!archive.sampleSize(property, out.index, out.bytes, error))
+        return false;
+    if (out.bytes / (Abc::podSize(pod) * extent) > static_cast<std::size_t>(INT_MAX))
+        return setError(error, "property " + property.name + " has too many elements");
+    return true;
 }
 
-std::int32_t loadI32(const unsigned char* p) {
-    std::int32_t v;
-    std::memcpy(&v, p, 4);
-    return v;
+// Reads a located sample straight into out, sized to its element count: no staging copy.
+template <class Array>
+bool readInto(const ArchiveReader& archive, const Located& located, Array& out, std::string* error) {
+    using Element = typename Array::value_type;
+    if (located.bytes % sizeof(Element) != 0)
+        return setError(error, "property " + located.property->name + " has an unexpected size");
+    const std::size_t count = located.bytes / sizeof(Element);
+    if (out.size() != count)
+        out.resize(count);
+    return archive.readSampleInto(*located.property, located.index, static_cast<void*>(out.data()),
+                                  located.bytes, error);
 }
 
 void multiply(const double a[16], const double b[16], double out[16]) {
@@ -383,72 +404,76 @@ bool KAlembicObject::getPolyMeshData(KVectorArray* positions, KVectorArray* velo
         return fail("polygon mesh without positions");
     const ArchiveReader& archive = *m_archive;
 
-    // Everything is located and checked first so that a failure leaves every output as it was.
-    SampleView points;
+    // Everything is located, read into local arrays and checked first so that a failure leaves
+    // every output as it was. The positions, the per-frame bulk, come last and are read straight
+    // into the caller's array.
+    Located points;
     const bool wantPoints = positions || bounds;
     const bool wantTopology = polygonCounts || polygonConnections;
     std::size_t pointCount = 0;
     if (wantPoints || wantTopology) {
-        if (!readTyped(archive, *pointsProperty, Pod::F32, 3, sampleIndex, points, &reason))
+        if (!locateTyped(archive, *pointsProperty, Pod::F32, 3, sampleIndex, points, &reason))
             return fail("");
-        pointCount = points.size / sizeof(KVector);
+        pointCount = points.bytes / sizeof(KVector);
     }
 
-    SampleView counts;
-    SampleView indices;
+    KIntArray counts;
+    KIntArray indices;
     if (wantTopology) {
         const AbcPropertyNode* countsProperty = geom->child(".faceCounts");
         const AbcPropertyNode* indicesProperty = geom->child(".faceIndices");
         if (!countsProperty || !indicesProperty)
             return fail("polygon mesh without face counts or indices");
-        if (!readTyped(archive, *countsProperty, Pod::I32, 1, sampleIndex, counts, &reason) ||
-            !readTyped(archive, *indicesProperty, Pod::I32, 1, sampleIndex, indices, &reason))
+        Located countsAt;
+        Located indicesAt;
+        if (!locateTyped(archive, *countsProperty, Pod::I32, 1, sampleIndex, countsAt, &reason) ||
+            !locateTyped(archive, *indicesProperty, Pod::I32, 1, sampleIndex, indicesAt, &reason) ||
+            !readInto(archive, countsAt, counts, &reason) || !readInto(archive, indicesAt, indices, &reason))
             return fail("");
-        const std::size_t numCounts = counts.size / 4;
-        const std::size_t numIndices = indices.size / 4;
         std::uint64_t sum = 0;
-        for (std::size_t i = 0; i < numCounts; ++i) {
-            const std::int32_t c = loadI32(counts.data + 4 * i);
+        for (const int c : counts) {
             if (c < 0)
                 return fail("negative polygon size");
             sum += static_cast<std::uint64_t>(c);
         }
-        if (sum != numIndices)
+        if (sum != indices.size())
             return fail("polygon sizes do not add up to the number of face indices");
         // Unsigned compare catches negative indices too.
         std::uint32_t worst = 0;
-        for (std::size_t i = 0; i < numIndices; ++i) {
-            std::uint32_t v;
-            std::memcpy(&v, indices.data + 4 * i, 4);
+        for (const int index : indices) {
+            const std::uint32_t v = static_cast<std::uint32_t>(index);
             worst = v > worst ? v : worst;
         }
-        if (numIndices && worst >= pointCount)
+        if (!indices.empty() && worst >= pointCount)
             return fail("face index beyond the mesh's points");
     }
 
-    SampleView velocityView;
+    KVectorArray velocityValues;
     const AbcPropertyNode* velocityProperty = geom->child(".velocities");
-    if (velocities && velocityProperty &&
-        !readTyped(archive, *velocityProperty, Pod::F32, 3, sampleIndex, velocityView, &reason))
-        return fail("");
+    if (velocities && velocityProperty) {
+        Located at;
+        if (!locateTyped(archive, *velocityProperty, Pod::F32, 3, sampleIndex, at, &reason) ||
+            !readInto(archive, at, velocityValues, &reason))
+            return fail("");
+    }
 
-    SampleView uvValues;
-    SampleView uvIndexView;
-    bool uvIndexed = false;
+    KFloatArray uvValues;
+    KIntArray uvIndexValues;
     if (uvs || uvIndices) {
         if (const AbcPropertyNode* uv = geom->child("uv")) {
-            if (uv->kind == PropertyKind::Compound) {
-                const AbcPropertyNode* vals = uv->child(".vals");
-                const AbcPropertyNode* idx = uv->child(".indices");
-                if (!vals || !idx)
-                    return fail("indexed uvs without values or indices");
-                if (!readTyped(archive, *vals, Pod::F32, 2, sampleIndex, uvValues, &reason) ||
-                    !readTyped(archive, *idx, Pod::U32, 1, sampleIndex, uvIndexView, &reason))
-                    return fail("");
-                uvIndexed = true;
-            } else if (!readTyped(archive, *uv, Pod::F32, 2, sampleIndex, uvValues, &reason)) {
+            const bool indexed = uv->kind == PropertyKind::Compound;
+            const AbcPropertyNode* vals = indexed ? uv->child(".vals") : uv;
+            const AbcPropertyNode* idx = indexed ? uv->child(".indices") : nullptr;
+            if (indexed && (!vals || !idx))
+                return fail("indexed uvs without values or indices");
+            Located valsAt;
+            if (!locateTyped(archive, *vals, Pod::F32, 2, sampleIndex, valsAt, &reason) ||
+                !readInto(archive, valsAt, uvValues, &reason))
                 return fail("");
-            }
+            Located idxAt;
+            if (indexed && (!locateTyped(archive, *idx, Pod::U32, 1, sampleIndex, idxAt, &reason) ||
+                            !readInto(archive, idxAt, uvIndexValues, &reason)))
+                return fail("");
         }
     }
 
@@ -456,37 +481,36 @@ bool KAlembicObject::getPolyMeshData(KVectorArray* positions, KVectorArray* velo
     if (xform && !_placement(m_node->parent, sampleIndex, world, &reason))
         return fail("");
 
-    // All checks passed: fill the outputs.
-    if (positions)
-        copyOut(points, *positions);
-    if (bounds) {
-        KBoundingBox box;
-        for (std::size_t i = 0; i < pointCount; ++i) {
-            KVector p;
-            std::memcpy(&p, points.data + sizeof(KVector) * i, sizeof(KVector));
-            if (std::isfinite(p.x) && std::isfinite(p.y) && std::isfinite(p.z))
-                box.expand(p);
+    if (wantPoints) {
+        // Everything the file stores was valid at open, so this read fails only when the file
+        // has changed on disk since; the caller's positions are then emptied, never left half
+        // old and half new.
+        KVectorArray localPoints;
+        KVectorArray& target = positions ? *positions : localPoints;
+        if (!readInto(archive, points, target, &reason)) {
+            target.clear();
+            return fail("");
         }
-        *bounds = box;
+        if (bounds) {
+            KBoundingBox box;
+            for (const KVector& p : target)
+                if (std::isfinite(p.x) && std::isfinite(p.y) && std::isfinite(p.z))
+                    box.expand(p);
+            *bounds = box;
+        }
     }
+
+    // All reads and checks passed: hand over the local arrays.
     if (polygonCounts)
-        copyOut(counts, *polygonCounts);
+        polygonCounts->swap(counts);
     if (polygonConnections)
-        copyOut(indices, *polygonConnections);
-    if (velocities) {
-        if (velocityProperty)
-            copyOut(velocityView, *velocities);
-        else
-            velocities->clear();
-    }
+        polygonConnections->swap(indices);
+    if (velocities)
+        velocities->swap(velocityValues); // empty when the mesh stores none
     if (uvs)
-        copyOut(uvValues, *uvs);
-    if (uvIndices) {
-        if (uvIndexed)
-            copyOut(uvIndexView, *uvIndices);
-        else
-            uvIndices->clear();
-    }
+        uvs->swap(uvValues);
+    if (uvIndices)
+        uvIndices->swap(uvIndexValues); // empty when not indexed
     if (xform)
         for (int i = 0; i < 16; ++i)
             xform->m[i / 4][i % 4] = static_cast<float>(world[i]);

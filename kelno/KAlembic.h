@@ -1,7 +1,7 @@
 // Alembic archive access: the wrappers the Alembic viewer reads polygon caches through.
 //
 // Owns:
-//   KAlembicArchive      an open archive (read-only; the file is memory-mapped while open)
+//   KAlembicArchive      an open archive (read-only; the file stays open and is read by offset)
 //   KAlembicObject       one object of its hierarchy (shares the archive's parsed data)
 //   KAlembicObjectArray  an ordered list of objects
 //   KAlembicProperty     one property of an object (compound, scalar or array)
@@ -30,10 +30,16 @@
 // while other threads read the same KAlembicArchive (objects already handed out stay valid:
 // they keep the archive's data alive until they are destroyed).
 //
-// Damage: every offset, size and count in the file is checked against the file's size before
-// use. A damaged archive makes open() fail, or a later read return false, without crashing and
-// without allocating more than a small multiple of the file's size. The mapping itself is not
-// protected against another process truncating the file while it is open.
+// Damage: every offset, size and count in the file is checked against the file's size at open
+// before use. A damaged archive makes open() fail, or a later read return false, without
+// crashing and without allocating more than a small multiple of the file's size.
+//
+// Files changing underneath: open() parses the hierarchy and headers once; samples are read
+// from the file when asked for (positioned reads, never a memory mapping). If another process
+// truncates, rewrites or appends to the file while it is open, a read whose bytes are gone or
+// no longer fit the sizes seen at open returns false with a reason, and a read of rewritten
+// bytes returns those bytes, checked like any other (topology validated, sizes matched). The
+// process is never signalled. Reopen the archive to see the new contents properly.
 #pragma once
 
 #include "KTypes.h"
@@ -155,7 +161,9 @@ class KELNO_API KAlembicObject {
     // Topology is checked when counts or connections are asked for: counts not negative,
     // their sum equal to the number of connections, every connection a valid point index.
     // Returns false, with all outputs untouched and a reason in *error when given, for objects
-    // that are not polygon meshes, meshes without samples, and damaged data.
+    // that are not polygon meshes, meshes without samples, and damaged data. One exception:
+    // when the file has changed on disk since open and the positions themselves can no longer
+    // be read, positions is emptied (the other outputs stay untouched).
     bool getPolyMeshData(KVectorArray* positions, KVectorArray* velocities, KIntArray* polygonCounts,
                          KIntArray* polygonConnections, KBoundingBox* bounds, KMatrix* xform,
                          KFloatArray* uvs, KIntArray* uvIndices, int sampleIndex,

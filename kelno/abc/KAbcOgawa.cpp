@@ -32,15 +32,15 @@ double loadF64(const unsigned char* p) {
 
 bool isDataRef(std::uint64_t ref) { return (ref & kDataBit) != 0; }
 
-// Children of a stored group, read in place.
+// A stored group: where its child references start in the file and how many there are.
 struct Group {
-    const unsigned char* refs = nullptr;
+    std::uint64_t refsOffset = 0;
     std::uint64_t count = 0;
-    std::uint64_t child(std::uint64_t i) const { return loadU64(refs + 8 * i); }
 };
 
+// A stored data block: where its bytes start in the file and how many there are.
 struct Block {
-    const unsigned char* data = nullptr;
+    std::uint64_t offset = 0;
     std::uint64_t size = 0;
 };
 
@@ -48,6 +48,8 @@ struct Block {
 class BlobCursor {
   public:
     BlobCursor(const unsigned char* data, std::uint64_t size) : m_p(data), m_end(data + size) {}
+    explicit BlobCursor(const std::string& blob)
+        : BlobCursor(reinterpret_cast<const unsigned char*>(blob.data()), blob.size()) {}
     std::uint64_t remaining() const { return static_cast<std::uint64_t>(m_end - m_p); }
     bool atEnd() const { return m_p == m_end; }
     bool u8(std::uint32_t& v) {
@@ -106,16 +108,21 @@ class OgawaReader : public ArchiveReader {
                     std::string* error) const override;
     bool sampleSize(const AbcPropertyNode& property, std::uint32_t sampleIndex, std::size_t& size,
                     std::string* error) const override;
+    bool readSampleInto(const AbcPropertyNode& property, std::uint32_t sampleIndex, void* destination,
+                        std::size_t size, std::string* error) const override;
 
   private:
     bool _group(std::uint64_t ref, Group& group) const;
+    bool _groupRefs(const Group& group, std::vector<std::uint64_t>& refs) const;
+    bool _groupChild(const Group& group, std::uint64_t i, std::uint64_t& ref) const;
     bool _block(std::uint64_t ref, Block& block) const;
+    bool _blockBytes(const Block& block, std::string& bytes) const;
     bool _spend(std::uint64_t n);
     bool _spendBytes(std::uint64_t n);
     bool _fail(const std::string& what);
 
-    bool _parseTimeSamplings(const Block& block);
-    bool _parseIndexedMetaData(const Block& block);
+    bool _parseTimeSamplings(const std::string& blob);
+    bool _parseIndexedMetaData(const std::string& blob);
     bool _metaDataByIndex(std::uint32_t index, std::string& out);
     bool _parseObject(std::uint64_t ref, AbcObjectNode& node, int depth);
     bool _parseCompound(std::uint64_t ref, AbcPropertyNode& node, int depth);
@@ -159,11 +166,28 @@ bool OgawaReader::_group(std::uint64_t ref, Group& group) const {
     const std::uint64_t size = m_fileSize;
     if (ref < kHeaderSize || ref > size - 8)
         return false;
-    const std::uint64_t count = loadU64(m_storage->data() + ref);
+    unsigned char raw[8];
+    if (!m_storage->read(ref, raw, 8))
+        return false;
+    const std::uint64_t count = loadU64(raw);
     if (count > (size - ref - 8) / 8)
         return false;
-    group.refs = m_storage->data() + ref + 8;
+    group.refsOffset = ref + 8;
     group.count = count;
+    return true;
+}
+
+// The count was checked against the file size, so the allocation is bounded by it.
+bool OgawaReader::_groupRefs(const Group& group, std::vector<std::uint64_t>& refs) const {
+    refs.resize(static_cast<std::size_t>(group.count));
+    return group.count == 0 || m_storage->read(group.refsOffset, refs.data(), refs.size() * 8);
+}
+
+bool OgawaReader::_groupChild(const Group& group, std::uint64_t i, std::uint64_t& ref) const {
+    unsigned char raw[8];
+    if (i >= group.count || !m_storage->read(group.refsOffset + 8 * i, raw, 8))
+        return false;
+    ref = loadU64(raw);
     return true;
 }
 
@@ -177,16 +201,29 @@ bool OgawaReader::_block(std::uint64_t ref, Block& block) const {
     const std::uint64_t size = m_fileSize;
     if (offset < kHeaderSize || offset > size - 8)
         return false;
-    const std::uint64_t length = loadU64(m_storage->data() + offset);
+    unsigned char raw[8];
+    if (!m_storage->read(offset, raw, 8))
+        return false;
+    const std::uint64_t length = loadU64(raw);
     if (length > size - offset - 8)
         return false;
-    block.data = m_storage->data() + offset + 8;
+    block.offset = offset + 8;
     block.size = length;
     return true;
 }
 
+// The size was checked against the file size, so the allocation is bounded by it.
+bool OgawaReader::_blockBytes(const Block& block, std::string& bytes) const {
+    bytes.resize(static_cast<std::size_t>(block.size));
+    return block.size == 0 || m_storage->read(block.offset, &bytes[0], bytes.size());
+}
+
 bool OgawaReader::parse(std::string& error) {
-    const unsigned char* bytes = m_storage->data();
+    unsigned char bytes[kHeaderSize];
+    if (!m_storage->read(0, bytes, sizeof(bytes))) {
+        error = "damaged Ogawa archive: cannot read the file header";
+        return false;
+    }
     if (bytes[5] != 0xff) {
         error = "damaged Ogawa archive: the writer never finished the file (not frozen)";
         return false;
@@ -196,40 +233,45 @@ bool OgawaReader::parse(std::string& error) {
         return false;
     }
     Group top;
-    if (!_group(loadU64(bytes + 8), top) || top.count < 6) {
+    std::vector<std::uint64_t> topRefs;
+    if (!_group(loadU64(bytes + 8), top) || top.count < 6 || !_groupRefs(top, topRefs)) {
         error = "damaged Ogawa archive: bad top-level group";
         return false;
     }
-    Block blocks[6];
+    // The top-level blocks are small apart from the metadata tables, and each is bounded by
+    // the file size; they are read once into owned buffers.
+    std::string blocks[6];
     const int groupChild = 2;
     for (int i = 0; i < 6; ++i) {
         if (i == groupChild)
             continue;
-        if (!_block(top.child(static_cast<std::uint64_t>(i)), blocks[i])) {
+        Block block;
+        if (!_block(topRefs[static_cast<std::size_t>(i)], block) || !_blockBytes(block, blocks[i])) {
             error = "damaged Ogawa archive: bad top-level child " + std::to_string(i);
             return false;
         }
     }
-    if (blocks[0].size != 4 || loadU32(blocks[0].data) != 0) {
+    const unsigned char* version = reinterpret_cast<const unsigned char*>(blocks[0].data());
+    if (blocks[0].size() != 4 || loadU32(version) != 0) {
         error = "unsupported Alembic layout version";
         return false;
     }
-    if (blocks[1].size != 4) {
+    if (blocks[1].size() != 4) {
         error = "damaged Ogawa archive: bad library version";
         return false;
     }
-    m_libraryVersion = static_cast<std::int32_t>(loadU32(blocks[1].data));
+    m_libraryVersion =
+        static_cast<std::int32_t>(loadU32(reinterpret_cast<const unsigned char*>(blocks[1].data())));
     if (m_libraryVersion < 9999) {
         error = "archive written by an unsupported library version " + std::to_string(m_libraryVersion);
         return false;
     }
-    m_archiveMetaData.parse(
-        std::string(reinterpret_cast<const char*>(blocks[3].data), static_cast<std::size_t>(blocks[3].size)));
+    m_archiveMetaData.parse(blocks[3]);
     const bool ok = _parseTimeSamplings(blocks[4]) && _parseIndexedMetaData(blocks[5]);
     if (ok) {
         m_root.name = "ABC";
         m_root.fullPath = "/";
-        const std::uint64_t rootRef = top.child(groupChild);
+        const std::uint64_t rootRef = topRefs[groupChild];
         if (rootRef == 0 || isDataRef(rootRef))
             _fail("the root object is missing");
         else
@@ -242,9 +284,9 @@ bool OgawaReader::parse(std::string& error) {
     return true;
 }
 
-bool OgawaReader::_parseTimeSamplings(const Block& block) {
+bool OgawaReader::_parseTimeSamplings(const std::string& blob) {
     m_timeSamplings.clear();
-    BlobCursor cursor(block.data, block.size);
+    BlobCursor cursor(blob);
     while (!cursor.atEnd()) {
         TimeSampling ts;
         std::uint32_t maxSamples = 0;
@@ -273,9 +315,9 @@ bool OgawaReader::_parseTimeSamplings(const Block& block) {
     return true;
 }
 
-bool OgawaReader::_parseIndexedMetaData(const Block& block) {
+bool OgawaReader::_parseIndexedMetaData(const std::string& blob) {
     m_indexedMetaData.clear();
-    BlobCursor cursor(block.data, block.size);
+    BlobCursor cursor(blob);
     while (!cursor.atEnd()) {
         std::uint32_t length = 0;
         std::string entry;
@@ -308,13 +350,20 @@ bool OgawaReader::_parseObject(std::uint64_t ref, AbcObjectNode& node, int depth
     if (!_spend(group.count))
         return false;
     ++m_numObjects;
+    std::vector<std::uint64_t> refs;
+    if (!_groupRefs(group, refs))
+        return _fail("bad object group at " + std::to_string(ref));
 
     Block headers;
-    if (!_block(group.child(group.count - 1), headers) || headers.size < 32)
+    if (!_block(refs.back(), headers) || headers.size < 32)
         return _fail("bad object headers at " + std::to_string(ref));
     if (!_spendBytes(headers.size))
         return false;
-    BlobCursor cursor(headers.data, headers.size - 32); // the trailing 32 bytes are hashes
+    std::string blob;
+    if (!_blockBytes(headers, blob))
+        return _fail("bad object headers at " + std::to_string(ref));
+    BlobCursor cursor(reinterpret_cast<const unsigned char*>(blob.data()),
+                      blob.size() - 32); // the trailing 32 bytes are hashes
     while (!cursor.atEnd()) {
         std::unique_ptr<AbcObjectNode> child(new AbcObjectNode);
         std::uint32_t nameLength = 0;
@@ -340,10 +389,10 @@ bool OgawaReader::_parseObject(std::uint64_t ref, AbcObjectNode& node, int depth
         node.children.push_back(std::move(child));
     }
 
-    if (!_parseCompound(group.child(0), node.properties, depth + 1))
+    if (!_parseCompound(refs[0], node.properties, depth + 1))
         return false;
     for (std::size_t i = 0; i < node.children.size(); ++i) {
-        const std::uint64_t childRef = group.child(i + 1);
+        const std::uint64_t childRef = refs[i + 1];
         if (childRef == 0 || isDataRef(childRef))
             return _fail("child object is not a stored group");
         if (!_parseObject(childRef, *node.children[i], depth + 1))
@@ -364,12 +413,18 @@ bool OgawaReader::_parseCompound(std::uint64_t ref, AbcPropertyNode& node, int d
         return true; // no sub-properties
     if (!_spend(group.count))
         return false;
+    std::vector<std::uint64_t> refs;
+    if (!_groupRefs(group, refs))
+        return _fail("bad compound property group at " + std::to_string(ref));
     Block headers;
-    if (!_block(group.child(group.count - 1), headers))
+    if (!_block(refs.back(), headers))
         return _fail("bad property headers at " + std::to_string(ref));
     if (!_spendBytes(headers.size))
         return false;
-    BlobCursor cursor(headers.data, headers.size);
+    std::string blob;
+    if (!_blockBytes(headers, blob))
+        return _fail("bad property headers at " + std::to_string(ref));
+    BlobCursor cursor(blob);
     while (!cursor.atEnd()) {
         std::unique_ptr<AbcPropertyNode> child(new AbcPropertyNode);
         if (!_parsePropertyHeader(cursor, *child))
@@ -380,7 +435,7 @@ bool OgawaReader::_parseCompound(std::uint64_t ref, AbcPropertyNode& node, int d
     }
     for (std::size_t i = 0; i < node.children.size(); ++i) {
         AbcPropertyNode& child = *node.children[i];
-        const std::uint64_t childRef = group.child(i);
+        const std::uint64_t childRef = refs[i];
         if (isDataRef(childRef))
             return _fail("property storage is not a group");
         if (child.kind == PropertyKind::Compound) {
@@ -470,7 +525,8 @@ bool OgawaReader::_locateValues(const AbcPropertyNode& property, std::uint32_t s
     const std::uint64_t position = property.kind == PropertyKind::Array ? 2 * slot : slot;
     if (position >= group.count)
         return fail("damaged archive: sample slot beyond its group");
-    if (!_block(group.child(position), values))
+    std::uint64_t blockRef = 0;
+    if (!_groupChild(group, position, blockRef) || !_block(blockRef, values))
         return fail("damaged archive: bad sample block");
     // Every stored sample starts with a 16-byte content key; an empty array may be stored as
     // an empty block or as the key alone.
@@ -479,7 +535,7 @@ bool OgawaReader::_locateValues(const AbcPropertyNode& property, std::uint32_t s
             return true;
         return fail("damaged archive: sample shorter than its key");
     }
-    values.data += 16;
+    values.offset += 16;
     values.size -= 16;
     const std::uint64_t element = podSize(property.pod) * property.extent;
     if (element != 0) {
@@ -496,9 +552,37 @@ bool OgawaReader::readSample(const AbcPropertyNode& property, std::uint32_t samp
     Block values;
     if (!_locateValues(property, sampleIndex, values, error))
         return false;
-    out.owned.clear();
-    out.data = values.data;
-    out.size = static_cast<std::size_t>(values.size);
+    // The size was checked against the file size, so the allocation is bounded by it.
+    out.owned.resize(static_cast<std::size_t>(values.size));
+    if (values.size && !m_storage->read(values.offset, out.owned.data(), out.owned.size())) {
+        out.owned.clear();
+        out.data = nullptr;
+        out.size = 0;
+        if (error)
+            *error = "cannot read a sample: the file has changed or cannot be read";
+        return false;
+    }
+    out.data = out.owned.data();
+    out.size = out.owned.size();
+    return true;
+}
+
+bool OgawaReader::readSampleInto(const AbcPropertyNode& property, std::uint32_t sampleIndex,
+                                 void* destination, std::size_t size, std::string* error) const {
+    Block values;
+    if (!_locateValues(property, sampleIndex, values, error))
+        return false;
+    // The size was taken earlier; a different one now means the file changed in between.
+    if (values.size != size) {
+        if (error)
+            *error = "cannot read a sample: the file has changed";
+        return false;
+    }
+    if (size && !m_storage->read(values.offset, destination, size)) {
+        if (error)
+            *error = "cannot read a sample: the file has changed or cannot be read";
+        return false;
+    }
     return true;
 }
 

@@ -145,8 +145,12 @@ namespace {
 const unsigned char kHdf5Signature[8] = {0x89, 0x48, 0x44, 0x46, 0x0d, 0x0a, 0x1a, 0x0a};
 
 std::unique_ptr<ArchiveReader> openStorage(std::shared_ptr<Storage> storage, std::string& error) {
-    const unsigned char* bytes = storage->data();
     const std::uint64_t size = storage->size();
+    unsigned char bytes[16] = {};
+    if (!storage->read(0, bytes, static_cast<std::size_t>(size < 16 ? size : 16))) {
+        error = "cannot read the file";
+        return nullptr;
+    }
     if (size >= 8 && std::memcmp(bytes, kHdf5Signature, 8) == 0) {
         // The HDF5 back end will open the path with the HDF5 library here.
         error = "HDF5 Alembic archives are not supported yet (only the Ogawa back end is)";
@@ -167,7 +171,7 @@ std::unique_ptr<ArchiveReader> openStorage(std::shared_ptr<Storage> storage, std
 } // namespace
 
 std::unique_ptr<ArchiveReader> openArchiveReader(const std::string& path, std::string& error) {
-    std::shared_ptr<Storage> storage = mapFile(path, error);
+    std::shared_ptr<Storage> storage = openFileStorage(path, error);
     if (!storage)
         return nullptr;
     return openStorage(std::move(storage), error);

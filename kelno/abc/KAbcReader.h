@@ -6,6 +6,11 @@
 // in the tree changes, so any number of threads may read samples at once; a back end must keep
 // its sample reads free of shared cursors and locks.
 //
+// Samples are read from the file on demand, never through a mapping. If the file changes on
+// disk after open, the tree still describes the file as it was: a sample read then fails when
+// its bytes are gone or no longer fit the stored sizes, or returns the bytes now on disk. The
+// Alembic layer validates what it reads (sizes, topology), so either outcome is safe.
+//
 // Sample indices at this level are exact (0 <= i < numSamples); clamping is the Alembic
 // layer's job. Not part of the public headers: only the library's own sources include this.
 #pragma once
@@ -115,12 +120,12 @@ struct AbcObjectNode {
     AbcPropertyNode properties;
 };
 
-// A borrowed or owned run of sample bytes (the value part, without any content key).
-// data stays valid while the reader lives and the view is not reused.
+// A copy of one sample's bytes (the value part, without any content key). data points into
+// owned (or is null for an empty sample) and stays valid until the view is reused.
 struct SampleView {
     const unsigned char* data = nullptr;
     std::size_t size = 0;
-    std::vector<unsigned char> owned; // used by back ends that cannot hand out file memory
+    std::vector<unsigned char> owned;
 };
 
 // The container interface. Implementations are immutable after construction and safe to read
@@ -139,9 +144,10 @@ class ArchiveReader {
     std::uint64_t fileSize() const { return m_fileSize; }
     std::size_t numObjects() const { return m_numObjects; }
 
-    // Reads sample i of a scalar or array property. For a scalar: its value bytes. For an
-    // array: all its elements packed. False (with a reason) when the storage is damaged or the
-    // property has no such sample.
+    // Reads sample i of a scalar or array property into out.owned. For a scalar: its value
+    // bytes. For an array: all its elements packed. False (with a reason) when the storage is
+    // damaged, the file can no longer deliver the bytes, or the property has no such sample.
+    // Meant for small values; large arrays go through readSampleInto.
     virtual bool readSample(const AbcPropertyNode& property, std::uint32_t sampleIndex, SampleView& out,
                             std::string* error) const = 0;
 
@@ -149,6 +155,13 @@ class ArchiveReader {
     // against the point count cheaply). False when damaged.
     virtual bool sampleSize(const AbcPropertyNode& property, std::uint32_t sampleIndex, std::size_t& size,
                             std::string* error) const = 0;
+
+    // Reads sample i's value bytes straight into destination, which holds size bytes: the size
+    // sampleSize gave. False (with a reason) when the stored size is not size any more, the
+    // storage is damaged or the file cannot deliver the bytes; destination may then be partly
+    // written.
+    virtual bool readSampleInto(const AbcPropertyNode& property, std::uint32_t sampleIndex, void* destination,
+                                std::size_t size, std::string* error) const = 0;
 
   protected:
     AbcObjectNode m_root;

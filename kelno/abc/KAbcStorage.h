@@ -1,15 +1,19 @@
-// Internal: the bytes of an archive file, either memory-mapped read-only or held in a buffer.
+// Internal: the bytes of an archive, read by offset from an open file or from a buffer.
 //
-// The mapping is made once at open and never changes, so any number of threads may read it at
-// once without locks. Caveat of mapping: if another process truncates the file while it is
-// open, touching the lost pages raises SIGBUS; caches are written once and then only read.
+// A storage remembers the size its source had when it was opened and never serves a byte
+// outside it. Reads are positioned (pread on POSIX, ReadFile with an offset on Windows): no
+// shared file cursor and no locks, so any number of threads may read one storage at once.
+//
+// When the file changes underneath (another process truncates it, rewrites it in place, or
+// appends to it), nothing is mapped, so no signal can arise: a read of bytes that are no longer
+// there fails (short reads count as failures), and a read of bytes that were rewritten returns
+// the new bytes, which the caller validates like any other data it reads from the file.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace Kelno {
 namespace Abc {
@@ -17,17 +21,22 @@ namespace Abc {
 class Storage {
   public:
     virtual ~Storage();
-    const unsigned char* data() const { return m_data; }
+    // Size in bytes at open; every offset in the archive is checked against it.
     std::uint64_t size() const { return m_size; }
+    // Copies exactly size bytes starting at offset into destination. False when the range is
+    // not inside size() or the source cannot deliver all of it (an I/O error, or a file that
+    // has become shorter since open); destination may then be partly written.
+    virtual bool read(std::uint64_t offset, void* destination, std::size_t size) const = 0;
 
   protected:
-    const unsigned char* m_data = nullptr;
+    bool _inRange(std::uint64_t offset, std::size_t size) const {
+        return offset <= m_size && size <= m_size - offset;
+    }
     std::uint64_t m_size = 0;
 };
 
-// Maps the whole file. Null with a one-line reason (no path) on failure. A file of zero bytes
-// gives a storage of size 0 without a mapping.
-std::shared_ptr<Storage> mapFile(const std::string& path, std::string& error);
+// Opens the file for positioned reads. Null with a one-line reason (no path) on failure.
+std::shared_ptr<Storage> openFileStorage(const std::string& path, std::string& error);
 
 // Copies size bytes into an owned buffer.
 std::shared_ptr<Storage> copyToStorage(const void* data, std::size_t size);
