@@ -1,5 +1,6 @@
 #include "KAbcOgawa.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -88,6 +89,58 @@ class BlobCursor {
     const unsigned char* m_end;
 };
 
+// Serves the many small reads of the open-time walk (group counts and references, block
+// lengths, header blobs) from a few windows of the file, so that opening costs a few reads per
+// region of headers instead of several per object. Writers store headers near the samples
+// they describe, so the walk alternates between regions: one window alone would thrash.
+// Fixed size; used by the opening thread only.
+class ReadWindows {
+  public:
+    explicit ReadWindows(const Storage& storage) : m_storage(storage) {}
+    bool read(std::uint64_t offset, void* destination, std::size_t size) {
+        if (size > kSize / 4)
+            return m_storage.read(offset, destination, size);
+        const std::uint64_t fileSize = m_storage.size();
+        if (offset > fileSize || size > fileSize - offset)
+            return false;
+        Window* window = nullptr;
+        for (Window& w : m_windows)
+            if (offset >= w.start && offset - w.start <= w.bytes.size() &&
+                size <= w.bytes.size() - (offset - w.start))
+                window = &w;
+        if (!window) {
+            // Replace the least recently used window with one aligned to half its size, so that
+            // any read of at most a quarter of it fits.
+            window = &m_windows[0];
+            for (Window& w : m_windows)
+                if (w.lastUse < window->lastUse)
+                    window = &w;
+            const std::uint64_t start = offset - offset % (kSize / 2);
+            window->bytes.resize(static_cast<std::size_t>(std::min<std::uint64_t>(kSize, fileSize - start)));
+            if (!m_storage.read(start, window->bytes.data(), window->bytes.size())) {
+                window->bytes.clear();
+                return false;
+            }
+            window->start = start;
+        }
+        window->lastUse = ++m_clock;
+        if (size)
+            std::memcpy(destination, window->bytes.data() + (offset - window->start), size);
+        return true;
+    }
+
+  private:
+    static const std::size_t kSize = 64 * 1024;
+    struct Window {
+        std::vector<unsigned char> bytes;
+        std::uint64_t start = 0;
+        std::uint64_t lastUse = 0;
+    };
+    const Storage& m_storage;
+    Window m_windows[4];
+    std::uint64_t m_clock = 0;
+};
+
 class OgawaReader : public ArchiveReader {
   public:
     explicit OgawaReader(std::shared_ptr<Storage> storage) : m_storage(std::move(storage)) {
@@ -112,11 +165,13 @@ class OgawaReader : public ArchiveReader {
                         std::size_t size, std::string* error) const override;
 
   private:
+    bool _read(std::uint64_t offset, void* destination, std::size_t size) const;
     bool _group(std::uint64_t ref, Group& group) const;
     bool _groupRefs(const Group& group, std::vector<std::uint64_t>& refs) const;
     bool _groupChild(const Group& group, std::uint64_t i, std::uint64_t& ref) const;
     bool _block(std::uint64_t ref, Block& block) const;
     bool _blockBytes(const Block& block, std::string& bytes) const;
+    bool _parse(std::string& error);
     bool _spend(std::uint64_t n);
     bool _spendBytes(std::uint64_t n);
     bool _fail(const std::string& what);
@@ -131,6 +186,8 @@ class OgawaReader : public ArchiveReader {
                        std::string* error) const;
 
     std::shared_ptr<Storage> m_storage;
+    // Set while parse() runs, null afterwards: sample reads go to the storage directly.
+    ReadWindows* m_window = nullptr;
     std::vector<std::string> m_indexedMetaData;
     std::uint64_t m_budget = 0;
     std::uint64_t m_byteBudget = 0;
@@ -157,6 +214,10 @@ bool OgawaReader::_spendBytes(std::uint64_t n) {
     return true;
 }
 
+bool OgawaReader::_read(std::uint64_t offset, void* destination, std::size_t size) const {
+    return m_window ? m_window->read(offset, destination, size) : m_storage->read(offset, destination, size);
+}
+
 bool OgawaReader::_group(std::uint64_t ref, Group& group) const {
     group = Group();
     if (isDataRef(ref))
@@ -167,7 +228,7 @@ bool OgawaReader::_group(std::uint64_t ref, Group& group) const {
     if (ref < kHeaderSize || ref > size - 8)
         return false;
     unsigned char raw[8];
-    if (!m_storage->read(ref, raw, 8))
+    if (!_read(ref, raw, 8))
         return false;
     const std::uint64_t count = loadU64(raw);
     if (count > (size - ref - 8) / 8)
@@ -180,12 +241,12 @@ bool OgawaReader::_group(std::uint64_t ref, Group& group) const {
 // The count was checked against the file size, so the allocation is bounded by it.
 bool OgawaReader::_groupRefs(const Group& group, std::vector<std::uint64_t>& refs) const {
     refs.resize(static_cast<std::size_t>(group.count));
-    return group.count == 0 || m_storage->read(group.refsOffset, refs.data(), refs.size() * 8);
+    return group.count == 0 || _read(group.refsOffset, refs.data(), refs.size() * 8);
 }
 
 bool OgawaReader::_groupChild(const Group& group, std::uint64_t i, std::uint64_t& ref) const {
     unsigned char raw[8];
-    if (i >= group.count || !m_storage->read(group.refsOffset + 8 * i, raw, 8))
+    if (i >= group.count || !_read(group.refsOffset + 8 * i, raw, 8))
         return false;
     ref = loadU64(raw);
     return true;
@@ -202,7 +263,7 @@ bool OgawaReader::_block(std::uint64_t ref, Block& block) const {
     if (offset < kHeaderSize || offset > size - 8)
         return false;
     unsigned char raw[8];
-    if (!m_storage->read(offset, raw, 8))
+    if (!_read(offset, raw, 8))
         return false;
     const std::uint64_t length = loadU64(raw);
     if (length > size - offset - 8)
@@ -215,10 +276,18 @@ bool OgawaReader::_block(std::uint64_t ref, Block& block) const {
 // The size was checked against the file size, so the allocation is bounded by it.
 bool OgawaReader::_blockBytes(const Block& block, std::string& bytes) const {
     bytes.resize(static_cast<std::size_t>(block.size));
-    return block.size == 0 || m_storage->read(block.offset, &bytes[0], bytes.size());
+    return block.size == 0 || _read(block.offset, &bytes[0], bytes.size());
 }
 
 bool OgawaReader::parse(std::string& error) {
+    ReadWindows window(*m_storage);
+    m_window = &window;
+    const bool ok = _parse(error);
+    m_window = nullptr;
+    return ok;
+}
+
+bool OgawaReader::_parse(std::string& error) {
     unsigned char bytes[kHeaderSize];
     if (!m_storage->read(0, bytes, sizeof(bytes))) {
         error = "damaged Ogawa archive: cannot read the file header";
