@@ -14,6 +14,8 @@ const std::uint64_t kOffsetMask = 0x7fffffffffffffffULL;
 const std::uint64_t kHeaderSize = 16;
 // Objects and compound properties nest by recursion; real archives stay far below this.
 const int kMaxDepth = 400;
+// Bytes per cached window of the open-time walk.
+const std::uint64_t kWindowSize = 64 * 1024;
 
 std::uint64_t loadU64(const unsigned char* p) {
     std::uint64_t v;
@@ -98,7 +100,7 @@ class ReadWindows {
   public:
     explicit ReadWindows(const Storage& storage) : m_storage(storage) {}
     bool read(std::uint64_t offset, void* destination, std::size_t size) {
-        if (size > kSize / 4)
+        if (size > kWindowSize / 4)
             return m_storage.read(offset, destination, size);
         const std::uint64_t fileSize = m_storage.size();
         if (offset > fileSize || size > fileSize - offset)
@@ -115,8 +117,9 @@ class ReadWindows {
             for (Window& w : m_windows)
                 if (w.lastUse < window->lastUse)
                     window = &w;
-            const std::uint64_t start = offset - offset % (kSize / 2);
-            window->bytes.resize(static_cast<std::size_t>(std::min<std::uint64_t>(kSize, fileSize - start)));
+            const std::uint64_t start = offset - offset % (kWindowSize / 2);
+            window->bytes.resize(
+                static_cast<std::size_t>(std::min<std::uint64_t>(kWindowSize, fileSize - start)));
             if (!m_storage.read(start, window->bytes.data(), window->bytes.size())) {
                 window->bytes.clear();
                 return false;
@@ -130,7 +133,6 @@ class ReadWindows {
     }
 
   private:
-    static const std::size_t kSize = 64 * 1024;
     struct Window {
         std::vector<unsigned char> bytes;
         std::uint64_t start = 0;
