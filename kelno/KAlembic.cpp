@@ -482,9 +482,9 @@ bool KAlembicObject::getPolyMeshData(KVectorArray* positions, KVectorArray* velo
         return fail("");
 
     if (wantPoints) {
-        // Everything the file stores was valid at open, so this read fails only when the file
-        // has changed on disk since; the caller's positions are then emptied, never left half
-        // old and half new.
+        // The positions were located and checked above, so this read fails only when the file
+        // changed on disk in between or cannot be read; the caller's positions are then
+        // emptied, never left half old and half new.
         KVectorArray localPoints;
         KVectorArray& target = positions ? *positions : localPoints;
         if (!readInto(archive, points, target, &reason)) {
