@@ -591,29 +591,30 @@ bool OgawaReader::_locateValues(const AbcPropertyNode& property, std::uint32_t s
         return fail("sample index beyond the property's samples");
     Group group;
     if (!_group(property.storage, group))
-        return fail("damaged archive: bad sample group");
+        return fail("damaged archive (or changed on disk since open): bad sample group");
     const std::uint64_t slot = property.slotOf(sampleIndex);
     const std::uint64_t position = property.kind == PropertyKind::Array ? 2 * slot : slot;
     if (position >= group.count)
-        return fail("damaged archive: sample slot beyond its group");
+        return fail("damaged archive (or changed on disk since open): sample slot beyond its group");
     std::uint64_t blockRef = 0;
     if (!_groupChild(group, position, blockRef) || !_block(blockRef, values))
-        return fail("damaged archive: bad sample block");
+        return fail("damaged archive (or changed on disk since open): bad sample block");
     // Every stored sample starts with a 16-byte content key; an empty array may be stored as
     // an empty block or as the key alone.
     if (values.size < 16) {
         if (property.kind == PropertyKind::Array && values.size == 0)
             return true;
-        return fail("damaged archive: sample shorter than its key");
+        return fail("damaged archive (or changed on disk since open): sample shorter than its key");
     }
     values.offset += 16;
     values.size -= 16;
     const std::uint64_t element = podSize(property.pod) * property.extent;
     if (element != 0) {
         if (property.kind == PropertyKind::Scalar && values.size != element)
-            return fail("damaged archive: scalar sample of the wrong size");
+            return fail("damaged archive (or changed on disk since open): scalar sample of the wrong size");
         if (values.size % element != 0)
-            return fail("damaged archive: array sample not a whole number of elements");
+            return fail("damaged archive (or changed on disk since open): array sample not a whole number of "
+                        "elements");
     }
     return true;
 }

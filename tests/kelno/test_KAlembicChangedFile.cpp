@@ -188,7 +188,7 @@ TEST_F(ChangedArchive, FailedReadsOfATruncatedFileLeaveTheOutputsAlone) {
     KString error;
     EXPECT_FALSE(m_mesh.getPolyMeshData(&positions, nullptr, &counts, &indices, &bounds, nullptr, nullptr,
                                         nullptr, 1, &error));
-    EXPECT_FALSE(error.str().empty());
+    EXPECT_NE(error.str().find("changed on disk"), std::string::npos) << error.str();
     EXPECT_EQ(positions, (KVectorArray{KVector(1, 2, 3)}));
     EXPECT_EQ(counts, (KIntArray{9, 9}));
     EXPECT_EQ(indices, (KIntArray{5}));
