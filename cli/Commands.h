@@ -29,5 +29,7 @@ class CliFailure : public std::runtime_error {
 
 // `obj-seq` (the file an OBJ sequence loader reads at a frame) and `obj` (one OBJ file).
 void registerObjCommand(CLI::App& app);
+// `kelno abc info|ls|dump`: Alembic caches as JSON.
+void registerAbcCommand(CLI::App& app);
 
 } // namespace KelnoCli

@@ -19,6 +19,7 @@ int main(int argc, char** argv) {
 
     // Subcommands register here, one line each.
     KelnoCli::registerObjCommand(app);
+    KelnoCli::registerAbcCommand(app);
 
     try {
         app.parse(argc, argv);

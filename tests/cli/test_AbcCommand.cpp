@@ -1,0 +1,176 @@
+// `kelno abc` end to end: the built tool run on the shared fixtures, its JSON compared with
+// the expected-value files.
+#include "support/KTestData.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using nlohmann::json;
+
+namespace {
+
+struct CliRun {
+    int exitCode = -1;
+    std::string out;
+    std::string err;
+};
+
+CliRun kelno(const std::string& args) {
+    // ctest runs cases in parallel processes: one stderr file per process and call.
+    static int calls = 0;
+    const std::string errPath = ::testing::TempDir() + "kelno_abc_stderr_" + std::to_string(getpid()) + "_" +
+                                std::to_string(++calls) + ".txt";
+    const std::string command = std::string(KELNO_CLI_PATH) + " " + args + " 2>" + errPath;
+    CliRun run;
+    FILE* pipe = popen(command.c_str(), "r");
+    if (!pipe)
+        return run;
+    std::array<char, 65536> buffer;
+    std::size_t n;
+    while ((n = fread(buffer.data(), 1, buffer.size(), pipe)) > 0)
+        run.out.append(buffer.data(), n);
+    const int status = pclose(pipe);
+    run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    std::ifstream errIn(errPath);
+    std::stringstream ss;
+    ss << errIn.rdbuf();
+    run.err = ss.str();
+    std::remove(errPath.c_str());
+    return run;
+}
+
+std::string fixture(const std::string& name) { return KelnoTest::dataPath("alembic/" + name); }
+
+json expected(const std::string& name) {
+    std::ifstream in(fixture(name + ".expected.json"));
+    return json::parse(in);
+}
+
+void expectClose(double a, double b, const std::string& what) {
+    EXPECT_LE(std::fabs(a - b), 1e-6 * std::max({1.0, std::fabs(a), std::fabs(b)})) << what;
+}
+
+TEST(AbcCommand, InfoReportsBackendTimingAndCounts) {
+    KELNO_REQUIRE_DATA("alembic/offset_start.abc");
+    const CliRun run = kelno("abc info " + fixture("offset_start.abc"));
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    const json j = json::parse(run.out);
+    const json e = expected("offset_start");
+    EXPECT_EQ(j.at("backend"), "Ogawa");
+    EXPECT_EQ(j.at("timeSampling"), e.at("time_sampling_kind"));
+    EXPECT_EQ(j.at("startTime").get<double>(), e.at("start_time").get<double>());
+    EXPECT_EQ(j.at("endTime").get<double>(), e.at("end_time").get<double>());
+    EXPECT_EQ(j.at("timeStep").get<double>(), e.at("time_step").get<double>());
+    expectClose(j.at("frameRange")[0], 101.0, "first frame");
+    expectClose(j.at("frameRange")[1], 110.0, "last frame");
+    EXPECT_EQ(j.at("objects").get<std::size_t>(), e.at("objects").size());
+    EXPECT_EQ(j.at("meshes").get<std::size_t>(), e.at("polymeshes").size());
+}
+
+TEST(AbcCommand, LsListsEveryObjectDepthFirst) {
+    KELNO_REQUIRE_DATA("alembic/mixed_schemas.abc");
+    const CliRun run = kelno("abc ls " + fixture("mixed_schemas.abc"));
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    const json j = json::parse(run.out);
+    const json e = expected("mixed_schemas").at("objects");
+    ASSERT_EQ(j.size(), e.size());
+    for (std::size_t i = 0; i < e.size(); ++i) {
+        EXPECT_EQ(j[i].at("path"), e[i].at("path"));
+        EXPECT_EQ(j[i].at("schema"), e[i].at("schema"));
+        EXPECT_EQ(j[i].at("typeId") == 3, e[i].at("schema") == "AbcGeom_PolyMesh_v1") << e[i].at("path");
+    }
+}
+
+TEST(AbcCommand, DumpGivesWorldSpaceMeshesAndVisibility) {
+    KELNO_REQUIRE_DATA("alembic/visibility.abc");
+    const json e = expected("visibility");
+    for (int sample : {0, 4, 9}) {
+        const CliRun run =
+            kelno("abc dump " + fixture("visibility.abc") + " --sample " + std::to_string(sample));
+        ASSERT_EQ(run.exitCode, 0) << run.err;
+        const json j = json::parse(run.out);
+        EXPECT_EQ(j.at("sample"), sample);
+        const json& meshes = j.at("meshes");
+        ASSERT_EQ(meshes.size(), e.at("polymeshes").size());
+        for (std::size_t m = 0; m < meshes.size(); ++m) {
+            const json& em = e.at("polymeshes")[m];
+            const json& es = em.at("samples")[static_cast<std::size_t>(sample)];
+            const json& jm = meshes[m];
+            EXPECT_EQ(jm.at("path"), em.at("path"));
+            EXPECT_EQ(jm.at("pointCount"), es.at("point_count"));
+            EXPECT_EQ(jm.at("faceCount"), es.at("face_count"));
+            EXPECT_EQ(jm.at("faceCounts"), es.at("face_counts"));
+            EXPECT_EQ(jm.at("faceIndices"), es.at("face_indices"));
+            for (int k = 0; k < 16; ++k)
+                expectClose(jm.at("worldMatrix")[k], es.at("world_matrix")[k], "matrix");
+            for (std::size_t p = 0; p < es.at("world_positions").size(); ++p)
+                for (int c = 0; c < 3; ++c)
+                    expectClose(jm.at("positions")[p][c], es.at("world_positions")[p][c], "position");
+            for (int c = 0; c < 3; ++c) {
+                expectClose(jm.at("bounds").at("min")[c], es.at("world_bounds").at("min")[c], "min");
+                expectClose(jm.at("bounds").at("max")[c], es.at("world_bounds").at("max")[c], "max");
+            }
+            // The parent's "visible" value, or null when the parent has none.
+            const std::string parent =
+                em.at("path").get<std::string>().substr(0, em.at("path").get<std::string>().rfind('/'));
+            json visible = nullptr;
+            for (const json& v : e.at("visibility"))
+                if (v.at("object") == parent)
+                    visible = v.at("values")[static_cast<std::size_t>(sample)];
+            EXPECT_EQ(jm.at("visible"), visible) << em.at("path") << " sample " << sample;
+        }
+    }
+}
+
+TEST(AbcCommand, DumpOfOneObjectAndOfSamplesPastTheEnd) {
+    KELNO_REQUIRE_DATA("alembic/deforming_mesh.abc");
+    const json e = expected("deforming_mesh").at("polymeshes")[0];
+    const std::string path = e.at("path");
+    const CliRun run =
+        kelno("abc dump " + fixture("deforming_mesh.abc") + " --object " + path + " --sample 500");
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    const json j = json::parse(run.out);
+    ASSERT_EQ(j.at("meshes").size(), 1u);
+    const json& last = e.at("samples").back();
+    for (std::size_t p = 0; p < last.at("world_positions").size(); ++p)
+        for (int c = 0; c < 3; ++c)
+            expectClose(j.at("meshes")[0].at("positions")[p][c], last.at("world_positions")[p][c], "clamped");
+
+    const CliRun missing = kelno("abc dump " + fixture("deforming_mesh.abc") + " --object /no/such");
+    EXPECT_EQ(missing.exitCode, 1);
+    EXPECT_NE(missing.err.find("no object /no/such"), std::string::npos) << missing.err;
+}
+
+TEST(AbcCommand, UnopenableFilesExitOneWithOneReasonLine) {
+    KELNO_REQUIRE_DATA("alembic/static_cube_hdf5.abc");
+    const struct {
+        std::string file;
+        std::string reason;
+    } cases[] = {
+        {fixture("static_cube_hdf5.abc"), "HDF5"},
+        {"/no/such/file.abc", "No such file"},
+        {fixture("static_cube.expected.json"), "not an Alembic archive"},
+    };
+    for (const auto& c : cases) {
+        for (const char* sub : {"info", "ls", "dump"}) {
+            const CliRun run = kelno(std::string("abc ") + sub + " " + c.file);
+            EXPECT_EQ(run.exitCode, 1) << sub << " " << c.file;
+            EXPECT_TRUE(run.out.empty());
+            EXPECT_EQ(run.err.rfind("kelno: cannot open " + c.file + ": ", 0), 0u) << run.err;
+            EXPECT_NE(run.err.find(c.reason), std::string::npos) << run.err;
+            EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
+        }
+    }
+}
+
+} // namespace

@@ -1,0 +1,417 @@
+// The Alembic reader against the shared fixtures: every value their expected-value files
+// list (written by the official library's reading API) must come out of our reader.
+#include <kelno/KAlembic.h>
+#include <kelno/KPolyMesh.h>
+
+#include "support/KTestData.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+using namespace Kelno;
+using nlohmann::json;
+
+namespace {
+
+bool startsWithOgawa(const std::filesystem::path& p) {
+    std::ifstream in(p, std::ios::binary);
+    char magic[5] = {};
+    in.read(magic, 5);
+    return in && std::string(magic, 5) == "Ogawa";
+}
+
+// Fixtures with an expected-value file, split by back end (Ogawa ones are read, the others
+// must be refused).
+std::vector<std::string> fixtureNames(bool ogawa) {
+    std::vector<std::string> names;
+    const std::filesystem::path dir = KelnoTest::dataPath("alembic");
+    std::error_code ec;
+    for (const auto& entry : std::filesystem::directory_iterator(dir, ec)) {
+        const std::filesystem::path p = entry.path();
+        if (p.extension() == ".abc" &&
+            std::filesystem::exists(dir / (p.stem().string() + ".expected.json")) &&
+            startsWithOgawa(p) == ogawa)
+            names.push_back(p.stem().string());
+    }
+    std::sort(names.begin(), names.end());
+    if (names.empty())
+        names.push_back("missing-fixtures");
+    return names;
+}
+
+json loadJson(const std::string& path) {
+    std::ifstream in(path);
+    return json::parse(in);
+}
+
+std::string fnv1a64(const void* data, std::size_t size) {
+    std::uint64_t h = 0xcbf29ce484222325ULL;
+    const unsigned char* p = static_cast<const unsigned char*>(data);
+    for (std::size_t i = 0; i < size; ++i) {
+        h ^= p[i];
+        h *= 0x100000001b3ULL;
+    }
+    char text[17];
+    std::snprintf(text, sizeof(text), "%016llx", static_cast<unsigned long long>(h));
+    return text;
+}
+
+// |a - b| within rel of the larger magnitude (and of 1, so values near 0 compare absolutely).
+void expectNear(double actual, double expected, double rel, const std::string& what) {
+    const double scale = std::max({1.0, std::fabs(actual), std::fabs(expected)});
+    EXPECT_LE(std::fabs(actual - expected), rel * scale) << what << ": " << actual << " vs " << expected;
+}
+
+KAlembicObject findObject(const KAlembicArchive& archive, const std::string& path) {
+    KAlembicObjectArray all;
+    GetAllDescendantObjects(archive.topObject(), all, true);
+    for (int i = 0; i < all.length(); ++i)
+        if (all[i].fullPath() == path.c_str())
+            return all[i];
+    return KAlembicObject();
+}
+
+void collectProperties(const KAlembicProperty& compound, const std::string& prefix, std::vector<json>& out) {
+    for (int i = 0; i < compound.numChildren(); ++i) {
+        KAlembicProperty child;
+        ASSERT_TRUE(compound.getChild(i, child));
+        const std::string path = prefix.empty() ? child.name().str() : prefix + "/" + child.name().str();
+        json p = {{"path", path},
+                  {"kind", child.isCompound() ? "compound" : (child.isScalar() ? "scalar" : "array")}};
+        if (!child.isCompound()) {
+            p["pod"] = child.podName().str();
+            p["extent"] = child.extent();
+            p["num_samples"] = child.numSamples();
+        }
+        out.push_back(p);
+        if (child.isCompound())
+            collectProperties(child, path, out);
+    }
+}
+
+using Matrix = std::vector<double>;
+
+Matrix multiply(const Matrix& a, const Matrix& b) {
+    Matrix r(16, 0.0);
+    for (int i = 0; i < 4; ++i)
+        for (int j = 0; j < 4; ++j)
+            for (int k = 0; k < 4; ++k)
+                r[4 * i + j] += a[4 * i + k] * b[4 * k + j];
+    return r;
+}
+
+class AlembicFixture : public ::testing::TestWithParam<std::string> {
+  protected:
+    void SetUp() override {
+        KELNO_REQUIRE_DATA("alembic/" + GetParam() + ".abc");
+        m_expected = loadJson(KelnoTest::dataPath("alembic/" + GetParam() + ".expected.json"));
+        m_opened = m_archive.open(KelnoTest::dataPath("alembic/" + GetParam() + ".abc").c_str());
+    }
+
+    json m_expected;
+    bool m_opened = false;
+    KAlembicArchive m_archive;
+};
+
+TEST_P(AlembicFixture, OpensWithArchiveFacts) {
+    EXPECT_EQ(m_expected.at("backend"), "Ogawa");
+    ASSERT_TRUE(m_opened) << m_archive.errorString().str();
+    EXPECT_EQ(m_archive.errorString().str(), "");
+    EXPECT_EQ(m_archive.archiveTypeStr().str(), "Ogawa");
+    EXPECT_EQ(m_archive.libraryVersion(), m_expected.at("library_version").get<int>());
+    for (const auto& item : m_expected.at("archive_metadata").items())
+        EXPECT_EQ(m_archive.archiveMetaData(item.key().c_str()).str(), item.value().get<std::string>());
+}
+
+TEST_P(AlembicFixture, TimeRangeStepAndSamplingKind) {
+    ASSERT_TRUE(m_opened) << m_archive.errorString().str();
+    EXPECT_DOUBLE_EQ(m_archive.startTime(), m_expected.at("start_time").get<double>());
+    EXPECT_DOUBLE_EQ(m_archive.endTime(), m_expected.at("end_time").get<double>());
+    EXPECT_EQ(m_archive.timeSamplingTypeStr().str(), m_expected.at("time_sampling_kind").get<std::string>());
+    const json& step = m_expected.at("time_step");
+    if (!step.is_null()) {
+        EXPECT_DOUBLE_EQ(m_archive.timeStepSize(), step.get<double>());
+    }
+    EXPECT_GT(m_archive.timeStepSize(), 0.0);
+}
+
+TEST_P(AlembicFixture, HierarchySchemasAndPropertyTrees) {
+    ASSERT_TRUE(m_opened) << m_archive.errorString().str();
+    const KAlembicObject& top = m_archive.topObject();
+    EXPECT_EQ(top.fullPath().str(), "/");
+    KAlembicObject none;
+    EXPECT_FALSE(top.getParent(none));
+
+    KAlembicObjectArray objects;
+    objects.push_back(top); // replaced, not appended to
+    GetAllDescendantObjects(top, objects, true);
+    const json& expected = m_expected.at("objects");
+    ASSERT_EQ(objects.length(), static_cast<int>(expected.size()));
+    EXPECT_EQ(m_archive.numObjects(), objects.length() + 1);
+    for (int i = 0; i < objects.length(); ++i) {
+        const json& e = expected[static_cast<std::size_t>(i)];
+        const KAlembicObject& o = objects[i];
+        SCOPED_TRACE(e.at("path").get<std::string>());
+        EXPECT_EQ(o.fullPath().str(), e.at("path").get<std::string>());
+        EXPECT_EQ(o.name().str(), e.at("name").get<std::string>());
+        EXPECT_EQ(o.schema().str(), e.at("schema").get<std::string>());
+        KAlembicObject parent;
+        ASSERT_TRUE(o.getParent(parent));
+        EXPECT_EQ(parent.fullPath().str(), e.at("parent").get<std::string>());
+        EXPECT_EQ(o.typeId() == kAbcTypePolyMesh, e.at("schema") == "AbcGeom_PolyMesh_v1");
+        if (e.at("schema") == "AbcGeom_Xform_v3") {
+            EXPECT_EQ(o.typeId(), kAbcTypeXform);
+        }
+        if (!e.at("num_samples").is_null() &&
+            (o.typeId() == kAbcTypePolyMesh || o.typeId() == kAbcTypeXform)) {
+            EXPECT_EQ(o.numSamples(), e.at("num_samples").get<int>());
+        }
+
+        std::vector<json> properties;
+        collectProperties(o.topProperty(), "", properties);
+        const json& eprops = e.at("properties");
+        ASSERT_EQ(properties.size(), eprops.size());
+        for (std::size_t k = 0; k < properties.size(); ++k) {
+            const json& ep = eprops[k];
+            EXPECT_EQ(properties[k].at("path"), ep.at("path"));
+            EXPECT_EQ(properties[k].at("kind"), ep.at("kind")) << ep.at("path");
+            if (ep.at("kind") != "compound") {
+                EXPECT_EQ(properties[k].at("pod"), ep.at("pod")) << ep.at("path");
+                EXPECT_EQ(properties[k].at("extent"), ep.at("extent")) << ep.at("path");
+                EXPECT_EQ(properties[k].at("num_samples"), ep.at("num_samples")) << ep.at("path");
+            }
+        }
+    }
+
+    // Direct children only when not recursive.
+    GetAllDescendantObjects(top, objects, false);
+    EXPECT_EQ(objects.length(), top.numChildren());
+}
+
+TEST_P(AlembicFixture, MeshSamplesTopologyPositionsAndWorldPlacement) {
+    ASSERT_TRUE(m_opened) << m_archive.errorString().str();
+    for (const json& mesh : m_expected.at("polymeshes")) {
+        const std::string path = mesh.at("path");
+        SCOPED_TRACE(path);
+        const KAlembicObject object = findObject(m_archive, path);
+        ASSERT_TRUE(object.isValid());
+        ASSERT_EQ(object.typeId(), kAbcTypePolyMesh);
+        EXPECT_EQ(object.numSamples(), mesh.at("num_samples").get<int>());
+        for (const json& s : mesh.at("samples")) {
+            const int index = s.at("index");
+            SCOPED_TRACE("sample " + std::to_string(index));
+            KVectorArray positions, velocities;
+            KIntArray counts, indices, uvIndices;
+            KFloatArray uvs;
+            KBoundingBox bounds;
+            KMatrix xform;
+            KString error;
+            ASSERT_TRUE(object.getPolyMeshData(&positions, &velocities, &counts, &indices, &bounds, &xform,
+                                               &uvs, &uvIndices, index, &error))
+                << error.str();
+
+            // Exact integers.
+            ASSERT_EQ(positions.length(), s.at("point_count").get<int>());
+            ASSERT_EQ(counts.length(), s.at("face_count").get<int>());
+            ASSERT_EQ(indices.length(), s.at("face_index_count").get<int>());
+            const std::vector<int> ecounts = s.at("face_counts");
+            const std::vector<int> eindices = s.at("face_indices");
+            EXPECT_TRUE(std::equal(ecounts.begin(), ecounts.end(), counts.begin()));
+            EXPECT_TRUE(std::equal(eindices.begin(), eindices.end(), indices.begin()));
+            EXPECT_EQ(fnv1a64(counts.data(), counts.size() * 4), s.at("face_counts_checksum").at("fnv1a64"));
+            EXPECT_EQ(fnv1a64(indices.data(), indices.size() * 4),
+                      s.at("face_indices_checksum").at("fnv1a64"));
+
+            // Stored positions are floats: exact.
+            EXPECT_EQ(fnv1a64(positions.data(), positions.size() * 12),
+                      s.at("positions_checksum").at("fnv1a64"));
+            const json& epos = s.contains("positions") ? s.at("positions") : s.at("positions_first8");
+            for (std::size_t i = 0; i < epos.size(); ++i)
+                for (int c = 0; c < 3; ++c)
+                    EXPECT_EQ(static_cast<double>(positions[i][c]), epos[i][c].get<double>());
+
+            // Local bounds are the box of the points.
+            if (positions.empty()) {
+                EXPECT_FALSE(bounds.initialized());
+            } else {
+                const KBoundingBox box = positions.boundingBox(true);
+                EXPECT_EQ(bounds.min(), box.min());
+                EXPECT_EQ(bounds.max(), box.max());
+            }
+
+            // World matrix (float) and world positions (the viewer's transform) within 1e-6.
+            const std::vector<double> ew = s.at("world_matrix");
+            for (int k = 0; k < 16; ++k)
+                expectNear(xform.m[k / 4][k % 4], ew[static_cast<std::size_t>(k)], 1e-6, "world matrix");
+            double world[16];
+            ASSERT_TRUE(object.getWorldMatrix(world, index));
+            // A mesh's own world matrix is its parent's placement (meshes carry no transform).
+            for (int k = 0; k < 16; ++k)
+                expectNear(world[k], ew[static_cast<std::size_t>(k)], 1e-12, "double world matrix");
+
+            KPolyMesh poly;
+            poly.m_positions = positions;
+            poly.transform(xform, false);
+            poly.computeBoundingBox();
+            const json& ewp = s.at("world_positions");
+            for (std::size_t i = 0; i < ewp.size(); ++i)
+                for (int c = 0; c < 3; ++c)
+                    expectNear(poly.m_positions[i][c], ewp[i][c].get<double>(), 1e-6, "world position");
+            if (s.at("world_bounds").is_null()) {
+                EXPECT_FALSE(poly.m_boundingBox.initialized());
+            } else {
+                for (int c = 0; c < 3; ++c) {
+                    expectNear(poly.m_boundingBox.min()[c], s.at("world_bounds").at("min")[c], 1e-6, "min");
+                    expectNear(poly.m_boundingBox.max()[c], s.at("world_bounds").at("max")[c], 1e-6, "max");
+                }
+            }
+
+            if (s.contains("velocities")) {
+                const json& ev = s.at("velocities");
+                ASSERT_EQ(velocities.size(), ev.size());
+                for (std::size_t i = 0; i < ev.size(); ++i)
+                    for (int c = 0; c < 3; ++c)
+                        EXPECT_EQ(static_cast<double>(velocities[i][c]), ev[i][c].get<double>());
+            } else {
+                EXPECT_TRUE(velocities.empty());
+            }
+            if (s.contains("uv")) {
+                const json& euv = s.at("uv");
+                ASSERT_EQ(uvs.size(), 2 * euv.at("values").size());
+                for (std::size_t i = 0; i < euv.at("values").size(); ++i)
+                    for (std::size_t c = 0; c < 2; ++c)
+                        EXPECT_EQ(static_cast<double>(uvs[2 * i + c]), euv.at("values")[i][c].get<double>());
+                const std::vector<int> eidx = euv.at("indices");
+                EXPECT_EQ(std::vector<int>(uvIndices.begin(), uvIndices.end()), eidx);
+            } else {
+                EXPECT_TRUE(uvs.empty());
+                EXPECT_TRUE(uvIndices.empty());
+            }
+        }
+    }
+}
+
+TEST_P(AlembicFixture, SampleIndicesOutsideTheRangeClamp) {
+    ASSERT_TRUE(m_opened) << m_archive.errorString().str();
+    for (const json& mesh : m_expected.at("polymeshes")) {
+        const KAlembicObject object = findObject(m_archive, mesh.at("path"));
+        const int n = mesh.at("num_samples");
+        KVectorArray first, last, below, above;
+        KMatrix mFirst, mLast, mBelow, mAbove;
+        ASSERT_TRUE(
+            object.getPolyMeshData(&first, nullptr, nullptr, nullptr, nullptr, &mFirst, nullptr, nullptr, 0));
+        ASSERT_TRUE(object.getPolyMeshData(&last, nullptr, nullptr, nullptr, nullptr, &mLast, nullptr,
+                                           nullptr, n - 1));
+        ASSERT_TRUE(object.getPolyMeshData(&below, nullptr, nullptr, nullptr, nullptr, &mBelow, nullptr,
+                                           nullptr, -7));
+        ASSERT_TRUE(object.getPolyMeshData(&above, nullptr, nullptr, nullptr, nullptr, &mAbove, nullptr,
+                                           nullptr, n + 1000));
+        EXPECT_EQ(below, first);
+        EXPECT_EQ(above, last);
+        EXPECT_EQ(mBelow, mFirst);
+        EXPECT_EQ(mAbove, mLast);
+    }
+}
+
+TEST_P(AlembicFixture, TransformsComposeAlongTheHierarchy) {
+    ASSERT_TRUE(m_opened) << m_archive.errorString().str();
+    // Expected local matrices by path; world = local * parent's world unless inherits is off.
+    std::map<std::string, const json*> locals;
+    for (const json& x : m_expected.at("xforms"))
+        locals[x.at("path")] = &x;
+    std::function<Matrix(const std::string&, int)> expectedWorld = [&](const std::string& path,
+                                                                       int i) -> Matrix {
+        Matrix id(16, 0.0);
+        for (int k = 0; k < 4; ++k)
+            id[5 * k] = 1.0;
+        if (path == "/" || path.empty())
+            return id;
+        const std::string parent = path.rfind('/') == 0 ? "/" : path.substr(0, path.rfind('/'));
+        auto it = locals.find(path);
+        if (it == locals.end())
+            return expectedWorld(parent, i);
+        const json& samples = it->second->at("samples");
+        const json& s =
+            samples[static_cast<std::size_t>(std::min<int>(i, static_cast<int>(samples.size()) - 1))];
+        const Matrix local = s.at("local_matrix").get<Matrix>();
+        return s.at("inherits").get<bool>() ? multiply(local, expectedWorld(parent, i)) : local;
+    };
+    for (const json& x : m_expected.at("xforms")) {
+        const std::string path = x.at("path");
+        const KAlembicObject object = findObject(m_archive, path);
+        ASSERT_TRUE(object.isValid()) << path;
+        const int n = static_cast<int>(x.at("samples").size());
+        for (int i = 0; i < n; ++i) {
+            double world[16];
+            ASSERT_TRUE(object.getWorldMatrix(world, i)) << path;
+            const Matrix e = expectedWorld(path, i);
+            for (int k = 0; k < 16; ++k)
+                expectNear(world[k], e[static_cast<std::size_t>(k)], 1e-9,
+                           path + " sample " + std::to_string(i));
+        }
+    }
+}
+
+TEST_P(AlembicFixture, VisibilityValuesPerSample) {
+    ASSERT_TRUE(m_opened) << m_archive.errorString().str();
+    for (const json& v : m_expected.at("visibility")) {
+        KAlembicObject object = findObject(m_archive, v.at("object"));
+        ASSERT_TRUE(object.isValid());
+        // Found the way the viewer finds it: by name among the top compound's children.
+        KAlembicProperty visible;
+        bool found = false;
+        for (int i = 0; i < object.topProperty().numChildren() && !found; ++i) {
+            ASSERT_TRUE(object.topProperty().getChild(i, visible));
+            found = visible.name() == "visible";
+        }
+        ASSERT_TRUE(found) << v.at("object");
+        const std::vector<int> values = v.at("values");
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            char value = 42;
+            ASSERT_TRUE(visible.getValue(value, static_cast<int>(i)));
+            EXPECT_EQ(static_cast<int>(value), values[i]) << v.at("object") << " sample " << i;
+        }
+        char value = 42;
+        ASSERT_TRUE(visible.getValue(value, static_cast<int>(values.size()) + 50));
+        EXPECT_EQ(static_cast<int>(value), values.back());
+    }
+}
+
+TEST(AlembicHdf5Fixtures, AreRecognisedAndRefusedWithAReason) {
+    std::vector<std::string> files;
+    for (const std::string& name : fixtureNames(false))
+        files.push_back("alembic/" + name + ".abc");
+    std::error_code ec;
+    for (const auto& entry : std::filesystem::directory_iterator(KelnoTest::dataPath("alembic/hdf5"), ec))
+        if (entry.path().extension() == ".abc")
+            files.push_back("alembic/hdf5/" + entry.path().filename().string());
+    ASSERT_GE(files.size(), 2u);
+    for (const std::string& file : files) {
+        KELNO_REQUIRE_DATA(file);
+        KAlembicArchive archive;
+        EXPECT_FALSE(archive.open(KelnoTest::dataPath(file).c_str())) << file;
+        EXPECT_FALSE(archive.isOpen());
+        EXPECT_NE(archive.errorString().str().find("HDF5"), std::string::npos) << archive.errorString().str();
+        EXPECT_FALSE(archive.topObject().isValid());
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(SharedFixtures, AlembicFixture, ::testing::ValuesIn(fixtureNames(true)),
+                         [](const ::testing::TestParamInfo<std::string>& info) {
+                             std::string name = info.param;
+                             std::replace(name.begin(), name.end(), '-', '_');
+                             return name;
+                         });
+
+} // namespace

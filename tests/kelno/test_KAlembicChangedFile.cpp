@@ -1,0 +1,281 @@
+// The Alembic reader when another process changes the archive on disk while it is open: the
+// file is truncated, rewritten in place with other bytes or with another archive, or grows.
+// Reads must fail cleanly or return valid data; the process must never die.
+#include <kelno/KAlembic.h>
+
+#include "support/KOgawaWriter.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+using namespace Kelno;
+
+namespace {
+
+const int kSamples = 6;
+const int kPoints = 400;
+
+struct MeshRead {
+    bool ok = false;
+    KVectorArray positions;
+    KIntArray counts;
+    KIntArray indices;
+    KBoundingBox bounds;
+    KMatrix xform;
+    bool operator==(const MeshRead& o) const {
+        return ok == o.ok && positions == o.positions && counts == o.counts && indices == o.indices &&
+               xform == o.xform;
+    }
+};
+
+MeshRead readMesh(const KAlembicObject& mesh, int sample) {
+    MeshRead r;
+    r.ok = mesh.getPolyMeshData(&r.positions, nullptr, &r.counts, &r.indices, &r.bounds, &r.xform, nullptr,
+                                nullptr, sample);
+    return r;
+}
+
+// A successful read must describe a usable mesh whatever the bytes on disk now are.
+void expectConsistent(const MeshRead& r) {
+    long long sum = 0;
+    for (int c : r.counts) {
+        EXPECT_GE(c, 0);
+        sum += c;
+    }
+    EXPECT_EQ(sum, r.indices.length());
+    for (int v : r.indices) {
+        EXPECT_GE(v, 0);
+        EXPECT_LT(v, r.positions.length());
+    }
+}
+
+std::vector<unsigned char> readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::vector<unsigned char>((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+
+// Rewrites the file's contents in place (same file, as a writer truncating and re-exporting
+// does), so that a reader holding it open sees the new bytes.
+void overwriteInPlace(const std::string& path, const std::vector<unsigned char>& bytes) {
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+}
+
+// A strip of triangles over kPoints points that move every sample, under one transform.
+void writeStripArchive(const std::string& path, int points, int samples, float phase) {
+    std::vector<std::vector<float>> positions(static_cast<std::size_t>(samples));
+    for (int s = 0; s < samples; ++s)
+        for (int i = 0; i < points; ++i) {
+            positions[static_cast<std::size_t>(s)].push_back(static_cast<float>(i / 2));
+            positions[static_cast<std::size_t>(s)].push_back(static_cast<float>(i % 2));
+            positions[static_cast<std::size_t>(s)].push_back(phase + 0.5f * static_cast<float>(s));
+        }
+    std::vector<std::int32_t> counts;
+    std::vector<std::int32_t> indices;
+    for (int i = 0; i + 2 < points; ++i) {
+        counts.push_back(3);
+        for (int k = 0; k < 3; ++k)
+            indices.push_back(i + k);
+    }
+    std::vector<double> translate;
+    for (int s = 0; s < samples; ++s)
+        translate.push_back(static_cast<double>(s));
+    KelnoTest::writeDeformingMeshArchive(path, positions, counts, indices, translate,
+                                         std::vector<std::int8_t>(static_cast<std::size_t>(samples), 1));
+}
+
+class ChangedArchive : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        m_path = ::testing::TempDir() + "kelno_changed_" +
+                 ::testing::UnitTest::GetInstance()->current_test_info()->name() + ".abc";
+        writeStripArchive(m_path, kPoints, kSamples, 0.0f);
+        m_original = readFile(m_path);
+        ASSERT_TRUE(m_archive.open(m_path.c_str())) << m_archive.errorString().str();
+        KAlembicObjectArray objects;
+        GetAllDescendantObjects(m_archive.topObject(), objects, true);
+        ASSERT_EQ(objects.length(), 2);
+        m_xform = objects[0];
+        m_mesh = objects[1];
+        for (int s = 0; s < kSamples; ++s) {
+            m_reference.push_back(readMesh(m_mesh, s));
+            ASSERT_TRUE(m_reference.back().ok);
+            ASSERT_EQ(m_reference.back().positions.length(), kPoints);
+        }
+    }
+    void TearDown() override { std::remove(m_path.c_str()); }
+
+    // Reads every sample, the parent's visibility and the world matrices; returns how many mesh
+    // reads failed. Successful reads are checked for consistency.
+    int readEverything(std::vector<MeshRead>& reads) const {
+        reads.clear();
+        int failures = 0;
+        for (int s = -1; s <= kSamples; ++s) {
+            reads.push_back(readMesh(m_mesh, s));
+            if (reads.back().ok)
+                expectConsistent(reads.back());
+            else
+                ++failures;
+        }
+        KAlembicProperty visible;
+        char value = 0;
+        if (m_xform.topProperty().getChild("visible", visible))
+            visible.getValue(value, 2);
+        double world[16];
+        m_mesh.getWorldMatrix(world, 3);
+        return failures;
+    }
+
+    // The reads of readEverything (samples -1 .. kSamples) that succeeded equal the reads made
+    // before the file changed.
+    void expectSuccessfulReadsUnchanged(const std::vector<MeshRead>& reads) const {
+        for (std::size_t k = 0; k < reads.size(); ++k) {
+            const int sample = std::min(std::max(static_cast<int>(k) - 1, 0), kSamples - 1);
+            if (reads[k].ok) {
+                EXPECT_TRUE(reads[k] == m_reference[static_cast<std::size_t>(sample)]) << "sample " << sample;
+            }
+        }
+    }
+
+    std::string m_path;
+    std::vector<unsigned char> m_original;
+    KAlembicArchive m_archive;
+    KAlembicObject m_xform;
+    KAlembicObject m_mesh;
+    std::vector<MeshRead> m_reference;
+};
+
+TEST_F(ChangedArchive, TruncatedWhileOpenReadsFailOrReturnTheOriginalData) {
+    const std::uintmax_t size = m_original.size();
+    for (const std::uintmax_t cut :
+         {std::uintmax_t(0), std::uintmax_t(16), size / 4, size / 2, 3 * size / 4, size - 40, size - 1}) {
+        SCOPED_TRACE("cut at " + std::to_string(cut) + " of " + std::to_string(size));
+        std::filesystem::resize_file(m_path, cut);
+        std::vector<MeshRead> reads;
+        const int failures = readEverything(reads);
+        // What is left of the file is the original prefix: anything read is the original.
+        expectSuccessfulReadsUnchanged(reads);
+        if (cut <= size / 4) {
+            EXPECT_GT(failures, 0); // most sample data lies past a quarter of the file
+        }
+        if (cut <= 16) {
+            EXPECT_EQ(failures, static_cast<int>(reads.size()));
+        }
+        overwriteInPlace(m_path, m_original);
+    }
+    // Restored in place: the open archive reads the file again, not a stale copy of it.
+    std::vector<MeshRead> reads;
+    EXPECT_EQ(readEverything(reads), 0);
+    expectSuccessfulReadsUnchanged(reads);
+}
+
+TEST_F(ChangedArchive, FailedReadsOfATruncatedFileLeaveTheOutputsAlone) {
+    std::filesystem::resize_file(m_path, 16);
+    KVectorArray positions{KVector(1, 2, 3)};
+    KIntArray counts{9, 9};
+    KIntArray indices{5};
+    KBoundingBox bounds;
+    KString error;
+    EXPECT_FALSE(m_mesh.getPolyMeshData(&positions, nullptr, &counts, &indices, &bounds, nullptr, nullptr,
+                                        nullptr, 1, &error));
+    EXPECT_NE(error.str().find("changed on disk"), std::string::npos) << error.str();
+    EXPECT_EQ(positions, (KVectorArray{KVector(1, 2, 3)}));
+    EXPECT_EQ(counts, (KIntArray{9, 9}));
+    EXPECT_EQ(indices, (KIntArray{5}));
+    EXPECT_FALSE(bounds.initialized());
+    KAlembicProperty visible;
+    ASSERT_TRUE(m_xform.topProperty().getChild("visible", visible));
+    char value = 7;
+    EXPECT_FALSE(visible.getValue(value, 0));
+    EXPECT_EQ(value, 7);
+}
+
+TEST_F(ChangedArchive, OverwrittenWithOtherBytesReadsFailOrStayConsistent) {
+    std::mt19937 random(5);
+    for (int round = 0; round < 8; ++round) {
+        SCOPED_TRACE("round " + std::to_string(round));
+        std::vector<unsigned char> bytes = m_original;
+        if (round % 2 == 0) {
+            // Entirely other bytes of the same length.
+            for (unsigned char& b : bytes)
+                b = static_cast<unsigned char>(random());
+        } else {
+            // The same archive with a few hundred bytes changed anywhere, offsets included.
+            for (int k = 0; k < 300; ++k)
+                bytes[random() % bytes.size()] = static_cast<unsigned char>(random());
+        }
+        overwriteInPlace(m_path, bytes);
+        std::vector<MeshRead> reads;
+        readEverything(reads);
+    }
+}
+
+TEST_F(ChangedArchive, ReplacedByAnotherArchiveReadsFailOrStayConsistent) {
+    // Shorter: fewer points and samples.
+    writeStripArchive(m_path, kPoints / 4, 2, 10.0f);
+    ASSERT_LT(readFile(m_path).size(), m_original.size());
+    std::vector<MeshRead> reads;
+    EXPECT_GT(readEverything(reads), 0);
+    // Longer: more points and samples.
+    writeStripArchive(m_path, kPoints * 3, kSamples + 4, 20.0f);
+    ASSERT_GT(readFile(m_path).size(), m_original.size());
+    readEverything(reads);
+    // Once reopened, the new archive reads completely.
+    KAlembicArchive reopened;
+    ASSERT_TRUE(reopened.open(m_path.c_str())) << reopened.errorString().str();
+    KAlembicObjectArray objects;
+    GetAllDescendantObjects(reopened.topObject(), objects, true);
+    ASSERT_EQ(objects.length(), 2);
+    const MeshRead last = readMesh(objects[1], kSamples + 3);
+    ASSERT_TRUE(last.ok);
+    EXPECT_EQ(last.positions.length(), kPoints * 3);
+    EXPECT_EQ(last.positions[0].z, 20.0f + 0.5f * (kSamples + 3));
+}
+
+TEST_F(ChangedArchive, GrownFileStillReadsTheOriginalData) {
+    {
+        std::ofstream out(m_path, std::ios::binary | std::ios::app);
+        const std::vector<char> tail(100000, '\x7f');
+        out.write(tail.data(), static_cast<std::streamsize>(tail.size()));
+    }
+    std::vector<MeshRead> reads;
+    EXPECT_EQ(readEverything(reads), 0);
+    expectSuccessfulReadsUnchanged(reads);
+}
+
+TEST_F(ChangedArchive, ThreadsReadingWhileTheFileIsCutAndRestoredNeverSeeMixedData) {
+    // The file only ever holds a prefix of the original bytes, so a read that succeeds must
+    // return exactly the original sample, whatever moment it ran at.
+    std::vector<std::thread> readers;
+    for (int t = 0; t < 2; ++t)
+        readers.emplace_back([this, t] {
+            for (int round = 0; round < 60; ++round) {
+                const int sample = (round + t) % kSamples;
+                const MeshRead r = readMesh(m_mesh, sample);
+                if (r.ok) {
+                    EXPECT_TRUE(r == m_reference[static_cast<std::size_t>(sample)]) << "sample " << sample;
+                }
+            }
+        });
+    for (int round = 0; round < 30; ++round) {
+        std::filesystem::resize_file(m_path, m_original.size() / (2 + round % 3));
+        overwriteInPlace(m_path, m_original);
+    }
+    for (std::thread& t : readers)
+        t.join();
+    std::vector<MeshRead> reads;
+    EXPECT_EQ(readEverything(reads), 0);
+    expectSuccessfulReadsUnchanged(reads);
+}
+
+} // namespace
