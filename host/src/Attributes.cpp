@@ -9,6 +9,8 @@
 #include <maya/MFnTypedAttribute.h>
 #include <maya/MFnUnitAttribute.h>
 
+using mhost::setStatus;
+
 using mhost::Attribute;
 
 namespace {
@@ -20,11 +22,6 @@ MObject makeAttribute(MFn::Type api, Attribute::Kind kind, const MString& full, 
     a->name = full.asChar();
     a->shortName = brief.asChar();
     return MObject(a);
-}
-
-void setStatus(MStatus* st, MStatus v) {
-    if (st)
-        *st = v;
 }
 
 int componentCount(MFnNumericData::Type t) {

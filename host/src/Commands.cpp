@@ -18,13 +18,11 @@
 #include <iostream>
 #include <sstream>
 
+using mhost::setStatus;
+
 using mhost::session;
 
 namespace {
-void setStatus(MStatus* st, MStatus v) {
-    if (st)
-        *st = v;
-}
 bool isFlagWord(const MString& w) {
     const char* s = w.asChar();
     return s[0] == '-' && std::isalpha(static_cast<unsigned char>(s[1]));

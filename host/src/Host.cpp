@@ -15,16 +15,14 @@
 #include <fstream>
 #include <sstream>
 
+using mhost::setStatus;
+
 using mhost::Node;
 using mhost::Plugin;
 using mhost::Session;
 using mhost::session;
 
 namespace {
-void setStatus(MStatus* st, MStatus v) {
-    if (st)
-        *st = v;
-}
 std::string hex(unsigned int v) {
     char buf[16];
     std::snprintf(buf, sizeof buf, "0x%x", v);

@@ -253,4 +253,16 @@ void registerHostTypes();
 void record(Host::MessageKind kind, const MString& text);
 MStatus runCommandLine(const std::string& line, Host::CommandResult* out);
 
+// Writes v through the optional status out-parameter of an API call.
+inline void setStatus(MStatus* st, MStatus v) {
+    if (st)
+        *st = v;
+}
+
+// The live node behind an object handle, or null (no node, or a deleted one).
+inline Node* nodeOf(const MObject& o) {
+    Node* n = as<Node>(o);
+    return (n && n->alive) ? n : nullptr;
+}
+
 } // namespace mhost

@@ -13,16 +13,11 @@
 
 #include <set>
 
+using mhost::setStatus;
+
 using mhost::Data;
 using mhost::MeshGeometry;
 using mhost::Node;
-
-namespace {
-void setStatus(MStatus* st, MStatus v) {
-    if (st)
-        *st = v;
-}
-} // namespace
 
 MFnData::MFnData() {}
 MFnData::~MFnData() {}

@@ -12,19 +12,11 @@
 #include <algorithm>
 #include <cmath>
 
+using mhost::nodeOf;
+using mhost::setStatus;
+
 using mhost::Attribute;
 using mhost::Node;
-
-namespace {
-void setStatus(MStatus* st, MStatus v) {
-    if (st)
-        *st = v;
-}
-Node* nodeOf(const MObject& o) {
-    Node* n = mhost::as<Node>(o);
-    return (n && n->alive) ? n : nullptr;
-}
-} // namespace
 
 // ---- MFnBase --------------------------------------------------------------------------------
 

@@ -7,21 +7,13 @@
 #include <maya/MPlug.h>
 #include <maya/MPlugArray.h>
 
+using mhost::nodeOf;
+using mhost::setStatus;
+
 using mhost::Attribute;
 using mhost::Node;
 using mhost::PlugEnd;
 using mhost::Value;
-
-namespace {
-void setStatus(MStatus* st, MStatus v) {
-    if (st)
-        *st = v;
-}
-Node* nodeOf(const MObject& o) {
-    Node* n = mhost::as<Node>(o);
-    return (n && n->alive) ? n : nullptr;
-}
-} // namespace
 
 // ---- MPlug ----------------------------------------------------------------------------------
 
