@@ -1,19 +1,16 @@
 // Small mesh generators and a tiny OBJ reader for tests and benchmarks.
 //
 // Generators build closed and open shapes with consistent (outward, counter-clockwise) winding:
-// a cube, an open cylinder, a torus, a UV sphere and random triangle soups. readObj reads only
-// "v x y z" and "f a b c ..." records (polygons are fanned, "a/b/c" takes the vertex index,
-// negative indices count from the end); it is enough for the real scans in the shared data.
+// a cube, an open cylinder, a torus, a UV sphere and random triangle soups. readObj loads the
+// real scans of the shared data through the library's OBJ reader, fanning polygons.
 // subdivideMidpoint splits every triangle into four coplanar ones (the surface is unchanged).
 #pragma once
 
 #include <kelno/KMesh.h>
+#include <kelno/KObjSequence.h>
 
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <fstream>
 #include <random>
 #include <string>
 #include <unordered_map>
@@ -95,40 +92,23 @@ inline Kelno::KTriMesh makeTriangleSoup(int count, float size, unsigned seed) {
     return m;
 }
 
-// Reads the v and f records of an OBJ file into `out`; false when the file cannot be read.
+// Reads an OBJ file with the library's reader into `out`, fanning polygons into triangles
+// (positions rounded to float); false when the file cannot be opened.
 inline bool readObj(const std::string& path, Kelno::KTriMesh& out) {
     out.clear();
-    std::ifstream in(path);
-    if (!in)
+    Kelno::KObjMesh obj;
+    if (!Kelno::ReadObjFile(path, obj))
         return false;
-    std::string line;
-    Kelno::KIntArray poly;
-    while (std::getline(in, line)) {
-        if (line.size() < 2 || line[1] != ' ')
-            continue;
-        const char* s = line.c_str() + 2;
-        char* end = nullptr;
-        if (line[0] == 'v') {
-            Kelno::KVector p;
-            for (int k = 0; k < 3; ++k) {
-                p[k] = std::strtof(s, &end);
-                s = end;
-            }
-            out.positions.push_back(p);
-        } else if (line[0] == 'f') {
-            poly.clear();
-            for (;;) {
-                const long v = std::strtol(s, &end, 10);
-                if (end == s)
-                    break;
-                poly.push_back(v < 0 ? out.vertexCount() + static_cast<int>(v) : static_cast<int>(v) - 1);
-                s = end;
-                while (*s && *s != ' ' && *s != '\t')
-                    ++s;
-            }
-            for (int k = 2; k < poly.length(); ++k)
-                out.triangles.push_back(Kelno::KInt3{{poly[0], poly[k - 1], poly[k]}});
-        }
+    out.positions.reserve(obj.points.size());
+    for (const Kelno::KObjPoint& p : obj.points)
+        out.positions.push_back(
+            Kelno::KVector(static_cast<float>(p.x), static_cast<float>(p.y), static_cast<float>(p.z)));
+    int first = 0;
+    for (int count : obj.polygonCounts) {
+        const int* face = obj.polygonConnects.data() + first;
+        for (int k = 2; k < count; ++k)
+            out.triangles.push_back(Kelno::KInt3{{face[0], face[k - 1], face[k]}});
+        first += count;
     }
     return true;
 }
