@@ -45,3 +45,28 @@ function(kelno_configure_tool target)
     CXX_EXTENSIONS OFF)
   _kelno_warnings(${target})
 endfunction()
+
+# kelno_add_header_check(<target> INCLUDE_ROOT <dir> HEADERS <files...> [LIBS <targets...>]
+#                        [PLUGIN_ABI])
+# Compiles every header on its own as C++14 (one generated translation unit each, including
+# the header by its path below INCLUDE_ROOT), so each is self-contained and uses nothing newer
+# than the plug-in toolchain builds. LIBS supply include paths and definitions.
+function(kelno_add_header_check target)
+  cmake_parse_arguments(ARG "PLUGIN_ABI" "INCLUDE_ROOT" "HEADERS;LIBS" ${ARGN})
+  set(_tus)
+  foreach(_header IN LISTS ARG_HEADERS)
+    file(RELATIVE_PATH _rel "${ARG_INCLUDE_ROOT}" "${_header}")
+    string(REPLACE "/" "_" _name "${_rel}")
+    set(_tu "${CMAKE_CURRENT_BINARY_DIR}/header_check/${_name}.cpp")
+    file(CONFIGURE OUTPUT "${_tu}" CONTENT "#include <${_rel}>\n")
+    list(APPEND _tus "${_tu}")
+  endforeach()
+  add_library(${target} OBJECT ${_tus})
+  target_include_directories(${target} PRIVATE "${ARG_INCLUDE_ROOT}")
+  target_link_libraries(${target} PRIVATE ${ARG_LIBS})
+  if(ARG_PLUGIN_ABI)
+    kelno_configure_target(${target} PLUGIN_ABI)
+  else()
+    kelno_configure_target(${target})
+  endif()
+endfunction()
