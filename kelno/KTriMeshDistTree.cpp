@@ -760,7 +760,7 @@ class Collapser {
 };
 
 // Below this many triangles a serial build is faster than waking a thread team.
-const int kParallelBuild = 1 << 18;
+const int kParallelBuild = 1 << 14;
 
 bool finite(const KVector& v) { return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z); }
 
