@@ -35,6 +35,7 @@ class TAdder : public MPxNode {
   public:
     static MObject a, b, time, out, colour, mode;
     static int computes;
+    static bool cleans; // whether compute marks its plug clean, as a node must
     static void* creator() { return new TAdder; }
     static MStatus initialize() {
         MFnNumericAttribute num;
@@ -71,11 +72,14 @@ class TAdder : public MPxNode {
         double sum = block.inputValue(a).asDouble() + block.inputValue(b).asInt() +
                      block.inputValue(time).asTime().as(MTime::uiUnit());
         block.outputValue(out).set(sum);
+        if (cleans)
+            block.setClean(plug);
         return MS::kSuccess;
     }
 };
 MObject TAdder::a, TAdder::b, TAdder::time, TAdder::out, TAdder::colour, TAdder::mode;
 int TAdder::computes = 0;
+bool TAdder::cleans = true;
 
 // total = sum of the elements of the array input "inputs", visited through an array handle.
 class TSum : public MPxNode {
@@ -102,7 +106,9 @@ class TSum : public MPxNode {
             lastIndices.push_back(elements.elementIndex());
             sum += elements.inputValue().asDouble();
         }
-        block.outputValue(total).set(sum);
+        MDataHandle handle = block.outputValue(total);
+        handle.set(sum);
+        handle.setClean();
         return MS::kSuccess;
     }
 };
@@ -118,6 +124,7 @@ class SceneTest : public testing::Test {
     void SetUp() override {
         Host::resetSession();
         TAdder::computes = 0;
+        TAdder::cleans = true;
     }
 };
 
@@ -197,6 +204,13 @@ TEST_F(SceneTest, PullEvaluationComputesOnlyWhenDirty) {
     EXPECT_EQ(TAdder::computes, 2);
     EXPECT_EQ(Host::plug("TAdder1.b").asInt(), 10);
     (void)n;
+
+    // A compute that does not clean its plug leaves it dirty: the next request computes again.
+    TAdder::cleans = false;
+    Host::plug("TAdder1.b").setValue(1);
+    EXPECT_DOUBLE_EQ(out.asDouble(), 2.5);
+    EXPECT_DOUBLE_EQ(out.asDouble(), 2.5);
+    EXPECT_EQ(TAdder::computes, 4);
 }
 
 TEST_F(SceneTest, ConnectionsPullUpstreamAndPropagateDirt) {

@@ -197,5 +197,10 @@ struct CommandResult {
 // Runs a registered command with the words of its invocation ("-flag", "value", ...), as MEL
 // would, and returns the status of doIt and the result it set.
 CommandResult runCommand(const std::string& name, const std::vector<std::string>& args);
+// The Edit menu's undo and redo: the last undoable command's undoIt, or the last undone one's
+// redoIt. kFailure when there is nothing to undo or redo. The queue is flushed by resetSession
+// and when a plug-in is unloaded.
+MStatus undo();
+MStatus redo();
 
 } // namespace Host
