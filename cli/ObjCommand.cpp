@@ -57,7 +57,8 @@ void registerObjCommand(CLI::App& app) {
                    "(give an absolute path, e.g. \"$PWD/samples/obj_sequence/wave_0001.obj\").");
     seq->add_option("PATH", options->path, "any file of the sequence, e.g. /shots/a/mesh_0001.obj")
         ->required();
-    seq->add_option("FRAME", options->frame, "frame number (truncated toward zero and clamped to the int range, as the node does)")
+    seq->add_option("FRAME", options->frame,
+                    "frame number (truncated toward zero and clamped to the int range, as the node does)")
         ->required();
     seq->add_option("--offset", options->offset, "frame offset added to FRAME (the node's frameOffset)");
     seq->add_flag("--full", options->full, "also print points, polygonCounts and polygonConnects");

@@ -6,8 +6,8 @@
 #include <maya/MArgList.h>
 #include <maya/MArgParser.h>
 #include <maya/MDGModifier.h>
-#include <maya/MPlug.h>
 #include <maya/MGlobal.h>
+#include <maya/MPlug.h>
 #include <maya/MPxCommand.h>
 #include <maya/MSelectionList.h>
 #include <maya/MSyntax.h>

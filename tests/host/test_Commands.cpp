@@ -3,9 +3,9 @@
 #include <host/Host.h>
 
 #include <maya/MArgDatabase.h>
-#include <maya/MGlobal.h>
 #include <maya/MArgList.h>
 #include <maya/MFnDependencyNode.h>
+#include <maya/MGlobal.h>
 #include <maya/MPxCommand.h>
 #include <maya/MSelectionList.h>
 #include <maya/MSyntax.h>

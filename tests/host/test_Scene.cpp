@@ -20,9 +20,9 @@
 #include <maya/MIntArray.h>
 #include <maya/MPlug.h>
 #include <maya/MPlugArray.h>
+#include <maya/MPoint.h>
 #include <maya/MPointArray.h>
 #include <maya/MPxNode.h>
-#include <maya/MPoint.h>
 #include <maya/MSpace.h>
 
 #include <gtest/gtest.h>

@@ -11,8 +11,8 @@
 #include <maya/MFnTypedAttribute.h>
 #include <maya/MFnUnitAttribute.h>
 #include <maya/MIntArray.h>
-#include <maya/MPoint.h>
 #include <maya/MPlug.h>
+#include <maya/MPoint.h>
 
 #include "support/KTestData.h"
 
@@ -104,7 +104,8 @@ TEST_F(KMeshLoaderTest, ComputesOnlyOutMeshAndCleansIt) {
     ASSERT_NE(user, nullptr);
     MDataBlock block = Host::dataBlock(loader);
     for (const char* attr : {"time", "frameOffset", "filePathName"})
-        EXPECT_EQ(user->compute(Host::plug(std::string("KMeshLoader1.") + attr), block), MS::kUnknownParameter)
+        EXPECT_EQ(user->compute(Host::plug(std::string("KMeshLoader1.") + attr), block),
+                  MS::kUnknownParameter)
             << attr;
     EXPECT_TRUE(Host::messages().empty()) << "no file is read for them";
 

@@ -37,7 +37,8 @@ class OPENMAYA_EXPORT MSyntax {
     MStatus makeFlagMultiUse(const char* flagName);
     MStatus addArg(MArgType arg);
     MStatus setObjectType(MObjectFormat objectFormat, unsigned int minimumObjects = 0);
-    MStatus setObjectType(MObjectFormat objectFormat, unsigned int minimumObjects, unsigned int maximumObjects);
+    MStatus setObjectType(MObjectFormat objectFormat, unsigned int minimumObjects,
+                          unsigned int maximumObjects);
     MStatus useSelectionAsDefault(bool useSelectionAsDefault);
     MStatus setMinObjects(unsigned int minimumObjectCount);
     MStatus setMaxObjects(unsigned int maximumObjectCount);
