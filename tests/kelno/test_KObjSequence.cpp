@@ -260,21 +260,6 @@ TEST(ObjReaderFaces, FacesTheHostCannotBuildAreLeftOutInFileOrder) {
     EXPECT_TRUE(noPoints.polygonConnects.empty());
 }
 
-TEST(ObjReaderFaces, RandomTokensAgreeWithStrtol) {
-    std::mt19937 random(11);
-    const std::string alphabet = "0123456789+-/\t\rx. 0123456789";
-    for (int trial = 0; trial < 2000; ++trial) {
-        std::string line = "f ";
-        const int length = static_cast<int>(random() % 40);
-        for (int i = 0; i < length; ++i)
-            line += alphabet[random() % alphabet.size()];
-        if (random() % 8 == 0)
-            line += std::string(25, '9');
-        const std::string text = line + (random() % 2 ? "\n" : "");
-        ASSERT_TRUE(sameMesh(parse(text), referenceParse(text))) << "line: " << line;
-    }
-}
-
 // ---------------------------------------------------------------------------------------------
 // Reader: vertex records
 
@@ -403,7 +388,7 @@ TEST(ObjReaderFiles, RandomMixedTextAgreesWithTheStandardLibraryReader) {
     const char* heads[] = {"v ", "f ", "vt ", "vn ", "v\t", "f\t", "# ", "", " ", "o ", "v", "f"};
     // NUL included: lines are byte strings, not C strings.
     const std::string alphabet = std::string("0123456789 ./-+eE\t\rxv") + '\0';
-    for (int trial = 0; trial < 300; ++trial) {
+    for (int trial = 0; trial < 2000; ++trial) {
         std::string text;
         const int lines = static_cast<int>(random() % 30);
         for (int l = 0; l < lines; ++l) {
@@ -411,6 +396,8 @@ TEST(ObjReaderFiles, RandomMixedTextAgreesWithTheStandardLibraryReader) {
             const int length = static_cast<int>(random() % 30);
             for (int i = 0; i < length; ++i)
                 text += alphabet[random() % alphabet.size()];
+            if (random() % 8 == 0)
+                text += std::string(25, '9'); // beyond the long range of strtol
             text += '\n';
         }
         if (!text.empty() && random() % 2)

@@ -461,26 +461,20 @@ TEST_F(KMayaMeshTest, PositionsOnlyRefreshesPointsAndKeepsTrianglesAndUVsWhileCo
 }
 
 TEST_F(KMayaMeshTest, PositionsOnlyConvertsEverythingWhenTheCountsChanged) {
-    Built b = makeShape(ngons(), false);
     Polys quad;
     quad.points = {MPoint(0, 0, 0), MPoint(1, 0, 0), MPoint(1, 1, 0), MPoint(0, 1, 0)};
     quad.faces = {{0, 1, 2, 3}};
-    Built q = makeShape(quad, false);
-
+    Polys split = quad; // same vertex count, other faces
+    split.faces = {{0, 1, 2}, {0, 2, 3}, {0, 1, 3}};
+    Built b = makeShape(ngons(), false), q = makeShape(quad, false), s = makeShape(split, false);
     KTriMesh out;
+    KMesh poly;
     ASSERT_TRUE(Kelno::Convert(out, b.shape, false, ""));
     ASSERT_TRUE(Kelno::Convert(out, q.shape, true, ""));
     EXPECT_EQ(out.vertexCount(), 4);
     EXPECT_EQ(out.triangleCount(), 2);
-
-    // Same vertex count, different faces: four corners as two triangles, then as one quad.
-    Polys split = quad;
-    split.faces = {{0, 1, 2}, {0, 2, 3}, {0, 1, 3}};
-    Built s = makeShape(split, false);
     ASSERT_TRUE(Kelno::Convert(out, s.shape, true, ""));
     EXPECT_EQ(out.triangleCount(), 3);
-
-    KMesh poly;
     ASSERT_TRUE(Kelno::Convert(poly, q.shape, false, ""));
     ASSERT_TRUE(Kelno::Convert(poly, s.shape, true, ""));
     EXPECT_EQ(poly.faceCount(), 3);
@@ -542,22 +536,12 @@ TEST_F(KMayaMeshTest, CopyReplacesTheHostArrayElementByElement) {
     MIntArray ints(5, 9);
     Kelno::Copy(ints, Kelno::KIntArray{3, -1, 2147483647});
     ASSERT_EQ(ints.length(), 3u);
-    EXPECT_EQ(ints[0], 3);
-    EXPECT_EQ(ints[1], -1);
     EXPECT_EQ(ints[2], 2147483647);
-    Kelno::Copy(ints, Kelno::KIntArray());
-    EXPECT_EQ(ints.length(), 0u);
-
     MPointArray points(4, MPoint(1, 1, 1, 5));
-    Kelno::KVectorArray vectors = {KVector(0.1f, -2, 3e10f), KVector(-0.0f, 4, 5)};
-    Kelno::Copy(points, vectors);
-    ASSERT_EQ(points.length(), 2u);
-    EXPECT_EQ(points[0].x, static_cast<double>(0.1f)) << "widened exactly";
-    EXPECT_EQ(points[0].y, -2.0);
-    EXPECT_EQ(points[0].z, static_cast<double>(3e10f));
-    EXPECT_EQ(points[1].y, 4.0);
-    EXPECT_EQ(points[0].w, 1.0);
-    EXPECT_EQ(points[1].w, 1.0);
+    Kelno::Copy(points, Kelno::KVectorArray{KVector(0.1f, -2, 3e10f)});
+    ASSERT_EQ(points.length(), 1u);
+    EXPECT_EQ(points[0], MPoint(static_cast<double>(0.1f), -2.0, static_cast<double>(3e10f), 1.0))
+        << "widened exactly, w = 1";
 }
 
 // ---- real meshes -------------------------------------------------------------------------------

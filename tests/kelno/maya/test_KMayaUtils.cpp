@@ -123,7 +123,6 @@ TEST_F(KMayaUtilsTest, AttributeHelpersCreateTheKindsAndDefaults) {
     EXPECT_TRUE(THelpersNode::xform.hasFn(MFn::kMatrixAttribute));
     EXPECT_EQ(MFnUnitAttribute(THelpersNode::when).unitType(), MFnUnitAttribute::kTime);
     EXPECT_DOUBLE_EQ(fn.findPlug("when", true).asMTime().as(MTime::kFilm), 12.0);
-
 }
 
 TEST_F(KMayaUtilsTest, StatusCheckReportsTheApiErrorAndCarriesOn) {
