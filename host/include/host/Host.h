@@ -36,6 +36,13 @@
 //     tests name the objects a command works on;
 //   - an MTime unit of kInvalid or kUserDef stands for the user interface unit: the plug-in
 //     only uses named units and MTime::uiUnit();
+//   - MDGModifier cannot undo deleteNode or newPlugValue (kNotImplemented) and undoing
+//     commandToExecute does not undo the MEL: the plug-in's commands are not undoable and use a
+//     modifier only to run their "select -r" command;
+//   - the host never calls MPxNode::setDependentsDirty and inheritAttributesFrom is not
+//     implemented: the plug-in's nodes declare attributeAffects and override neither;
+//   - with instancing, MDagPath::getAPathTo follows each node's first parent: the plug-in reads
+//     the first instance of an instanced shape, as its helpers document;
 //   - MDagPath::extendToShape follows the class reference (exactly one non-intermediate shape
 //     below, otherwise kFailure); an older guide page says the host takes the first shape, so
 //     the mesh helpers choose the shape themselves and do not depend on either reading.
