@@ -490,7 +490,8 @@ int RemoveUnbuildableFaces(KObjMesh& mesh) {
     int kept = 0, removed = 0;
     for (int face = 0; face < mesh.polygonCounts.length(); ++face) {
         const int count = mesh.polygonCounts[face];
-        // A count never exceeds what is left: the reader writes one index per counted token.
+        // The reader writes one index per counted token; a mesh filled by other code that lists
+        // fewer indices than its counts loses that face and every face after it.
         const std::size_t corners = static_cast<std::size_t>(count < 0 ? 0 : count);
         bool buildable = count >= 3 && readAt + corners <= mesh.polygonConnects.size();
         for (std::size_t c = 0; buildable && c < corners; ++c) {

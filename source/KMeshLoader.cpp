@@ -1,5 +1,6 @@
 #include "KMeshLoader.h"
 
+#include <kelno/KObjSequence.h>
 #include <kelno/maya/KMayaUtils.h>
 
 #include <maya/MDataHandle.h>
@@ -112,6 +113,7 @@ bool KMeshLoader::_loadObjFile(const MString& fileName) {
     // KObjPoint is four packed doubles, the row form MPointArray is built from in one go.
     static_assert(sizeof(Kelno::KObjPoint) == 4 * sizeof(double), "KObjPoint must be x, y, z, w doubles");
     m_vertices = MPointArray(reinterpret_cast<const double(*)[4]>(mesh.points.data()), mesh.points.length());
+    Kelno::KObjPointArray().swap(mesh.points); // the largest array goes before the next is copied
     m_polygonCounts = MIntArray(mesh.polygonCounts.data(), mesh.polygonCounts.length());
     m_polygonConnects = MIntArray(mesh.polygonConnects.data(), mesh.polygonConnects.length());
     return true;

@@ -13,8 +13,6 @@
 // outside the vertex list) are left out. compute marks outMesh clean once it is set.
 #pragma once
 
-#include <kelno/KObjSequence.h>
-
 #include <maya/MDataBlock.h>
 #include <maya/MFnDagNode.h>
 #include <maya/MFnDependencyNode.h>
