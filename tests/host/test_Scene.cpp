@@ -116,11 +116,36 @@ class TSum : public MPxNode {
 MObject TSum::inputs, TSum::total;
 std::vector<unsigned int> TSum::lastIndices;
 
+// out3 = in3 * 2 component-wise, through the compound handles.
+class TDoubler : public MPxNode {
+  public:
+    static MObject in3, out3;
+    static void* creator() { return new TDoubler; }
+    static MStatus initialize() {
+        MFnNumericAttribute num;
+        in3 = num.create("in3", "in3", MFnNumericData::k3Float, 1.0);
+        out3 = num.createPoint("out3", "out3");
+        addAttribute(in3);
+        addAttribute(out3);
+        return attributeAffects(in3, out3);
+    }
+    MStatus compute(const MPlug& plug, MDataBlock& block) override {
+        if (plug != out3 && plug.parent() != out3)
+            return MS::kUnknownParameter;
+        const float3& v = block.inputValue(in3).asFloat3();
+        block.outputValue(out3).set(2.0 * v[0], 2.0 * v[1], 2.0 * v[2]);
+        block.setClean(out3);
+        return MS::kSuccess;
+    }
+};
+MObject TDoubler::in3, TDoubler::out3;
+
 class SceneTest : public testing::Test {
   protected:
     static void SetUpTestSuite() {
         ASSERT_TRUE(Host::registerNodeType("TAdder", 0x7000, &TAdder::creator, &TAdder::initialize));
         ASSERT_TRUE(Host::registerNodeType("TSum", 0x7001, &TSum::creator, &TSum::initialize));
+        ASSERT_TRUE(Host::registerNodeType("TDoubler", 0x7002, &TDoubler::creator, &TDoubler::initialize));
     }
     void SetUp() override {
         Host::resetSession();
@@ -298,43 +323,7 @@ TEST_F(SceneTest, ModifiersConnectRenameCreateAndUndo) {
     EXPECT_FALSE(st) << "DAG nodes need a DAG modifier";
 }
 
-} // namespace
-
-namespace {
-
-// out3 = in3 * 2 component-wise, through the compound handles.
-class TDoubler : public MPxNode {
-  public:
-    static MObject in3, out3;
-    static void* creator() { return new TDoubler; }
-    static MStatus initialize() {
-        MFnNumericAttribute num;
-        in3 = num.create("in3", "in3", MFnNumericData::k3Float, 1.0);
-        out3 = num.createPoint("out3", "out3");
-        addAttribute(in3);
-        addAttribute(out3);
-        return attributeAffects(in3, out3);
-    }
-    MStatus compute(const MPlug& plug, MDataBlock& block) override {
-        if (plug != out3 && plug.parent() != out3)
-            return MS::kUnknownParameter;
-        const float3& v = block.inputValue(in3).asFloat3();
-        block.outputValue(out3).set(2.0 * v[0], 2.0 * v[1], 2.0 * v[2]);
-        block.setClean(out3);
-        return MS::kSuccess;
-    }
-};
-MObject TDoubler::in3, TDoubler::out3;
-
-class SceneMoreTest : public testing::Test {
-  protected:
-    static void SetUpTestSuite() {
-        ASSERT_TRUE(Host::registerNodeType("TDoubler", 0x7002, &TDoubler::creator, &TDoubler::initialize));
-    }
-    void SetUp() override { Host::resetSession(); }
-};
-
-TEST_F(SceneMoreTest, CompoundChildrenAreReadWrittenNamedAndConnected) {
+TEST_F(SceneTest, CompoundChildrenAreReadWrittenNamedAndConnected) {
     Host::createNode("TDoubler", "first");
     Host::createNode("TDoubler", "second");
     MPlug in3 = Host::plug("first.in3");
@@ -354,7 +343,7 @@ TEST_F(SceneMoreTest, CompoundChildrenAreReadWrittenNamedAndConnected) {
     EXPECT_DOUBLE_EQ(Host::plug("second.out3Y").asDouble(), 2.0);
 }
 
-TEST_F(SceneMoreTest, ReparentingChangesPathsAndDeletionTakesChildren) {
+TEST_F(SceneTest, ReparentingChangesPathsAndDeletionTakesChildren) {
     MObject a = Host::createNode("transform", "a");
     MObject b = Host::createNode("transform", "b");
     MObject shape = Host::createNode("mesh", "leafShape", a);
@@ -369,7 +358,7 @@ TEST_F(SceneMoreTest, ReparentingChangesPathsAndDeletionTakesChildren) {
     EXPECT_FALSE(Host::deleteNode(Host::findNode("time1"))) << "time1 stays";
 }
 
-TEST_F(SceneMoreTest, ConnectionsOfANodeAndRefusedConnections) {
+TEST_F(SceneTest, ConnectionsOfANodeAndRefusedConnections) {
     Host::createNode("TDoubler", "p");
     Host::createNode("TDoubler", "q");
     ASSERT_TRUE(Host::connect("p.out3", "q.in3"));
