@@ -5,9 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include <cmath>
 #include <iostream>
-#include <limits>
 #include <memory>
 
 namespace KelnoCli {
@@ -21,17 +19,20 @@ struct ObjOptions {
     bool full = false;
 };
 
-// Reads the file as the loader does and prints its summary (and with `full` its arrays).
+// Reads the file as the loader does, leaving out the faces it leaves out, and prints the
+// summary of the mesh it builds (and with `full` its arrays).
 void printObj(const std::string& fileName, bool full) {
     Kelno::KObjMesh mesh;
     if (!Kelno::ReadObjFile(fileName, mesh))
         fail(Kelno::ObjOpenFailureMessage(fileName));
+    const int leftOut = Kelno::RemoveUnbuildableFaces(mesh);
 
     nlohmann::ordered_json out;
     out["file"] = fileName;
     out["vertices"] = mesh.points.size();
     out["polygons"] = mesh.polygonCounts.size();
     out["faceVertices"] = mesh.polygonConnects.size();
+    out["facesLeftOut"] = leftOut;
     if (full) {
         nlohmann::ordered_json points = nlohmann::ordered_json::array();
         for (const Kelno::KObjPoint& p : mesh.points)
@@ -42,14 +43,6 @@ void printObj(const std::string& fileName, bool full) {
     }
     // File names are bytes, not necessarily UTF-8: invalid sequences are replaced, not fatal.
     std::cout << out.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << std::endl;
-}
-
-// The node converts its time to a frame by truncation toward zero; so does the tool.
-int frameNumber(double frame) {
-    if (!std::isfinite(frame) || frame <= static_cast<double>(std::numeric_limits<int>::min()) - 1.0 ||
-        frame >= static_cast<double>(std::numeric_limits<int>::max()) + 1.0)
-        fail("FRAME is out of the range of frame numbers");
-    return static_cast<int>(frame);
 }
 
 } // namespace
@@ -64,12 +57,13 @@ void registerObjCommand(CLI::App& app) {
                    "(give an absolute path, e.g. \"$PWD/samples/obj_sequence/wave_0001.obj\").");
     seq->add_option("PATH", options->path, "any file of the sequence, e.g. /shots/a/mesh_0001.obj")
         ->required();
-    seq->add_option("FRAME", options->frame, "frame number (a fractional frame is truncated toward zero)")
+    seq->add_option("FRAME", options->frame,
+                    "frame number (truncated toward zero and clamped to the int range, as the node does)")
         ->required();
     seq->add_option("--offset", options->offset, "frame offset added to FRAME (the node's frameOffset)");
     seq->add_flag("--full", options->full, "also print points, polygonCounts and polygonConnects");
     seq->callback([options]() {
-        const int frame = frameNumber(options->frame);
+        const int frame = Kelno::ObjSequenceFrame(options->frame);
         printObj(Kelno::ObjSequenceFileName(options->path, frame, options->offset), options->full);
     });
 

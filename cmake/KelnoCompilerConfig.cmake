@@ -46,6 +46,23 @@ function(kelno_configure_tool target)
   _kelno_warnings(${target})
 endfunction()
 
+# kelno_add_maya_include_check(<target> FILES <files...>)
+# Checks at build time that each plug-in file includes the header of every Maya class it
+# names (cmake/KelnoMayaIncludes.cmake has the rule), against the Maya headers in
+# KELNO_MAYA_INCLUDE_DIR: a file that compiles only through another header's includes fails.
+function(kelno_add_maya_include_check target)
+  cmake_parse_arguments(ARG "" "" "FILES" ${ARGN})
+  set(_stamp "${CMAKE_CURRENT_BINARY_DIR}/${target}.stamp")
+  add_custom_command(OUTPUT "${_stamp}"
+    COMMAND ${CMAKE_COMMAND} "-DAPI_DIR=${KELNO_MAYA_INCLUDE_DIR}" "-DFILES=${ARG_FILES}"
+            -P "${PROJECT_SOURCE_DIR}/cmake/KelnoMayaIncludes.cmake"
+    COMMAND ${CMAKE_COMMAND} -E touch "${_stamp}"
+    DEPENDS ${ARG_FILES} "${PROJECT_SOURCE_DIR}/cmake/KelnoMayaIncludes.cmake"
+    COMMENT "Checking the Maya includes of ${target}"
+    VERBATIM)
+  add_custom_target(${target} ALL DEPENDS "${_stamp}")
+endfunction()
+
 # kelno_add_header_check(<target> INCLUDE_ROOT <dir> HEADERS <files...> [LIBS <targets...>]
 #                        [PLUGIN_ABI])
 # Compiles every header on its own as C++14 (one generated translation unit each, including

@@ -2,7 +2,9 @@
 
 #include <fast_float/fast_float.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -470,6 +472,46 @@ bool ReadObjFile(const std::string& fileName, KObjMesh& mesh) {
         std::memmove(buffer.get(), buffer.get() + complete, carried);
     }
     return true;
+}
+
+int ObjSequenceFrame(double time) {
+    if (std::isnan(time))
+        return 0;
+    if (time >= static_cast<double>(std::numeric_limits<int>::max()))
+        return std::numeric_limits<int>::max();
+    if (time <= static_cast<double>(std::numeric_limits<int>::min()))
+        return std::numeric_limits<int>::min();
+    return static_cast<int>(time);
+}
+
+int RemoveUnbuildableFaces(KObjMesh& mesh) {
+    const long long numPoints = static_cast<long long>(mesh.points.size());
+    std::size_t readAt = 0, writeAt = 0;
+    int kept = 0, removed = 0;
+    for (int face = 0; face < mesh.polygonCounts.length(); ++face) {
+        const int count = mesh.polygonCounts[face];
+        // The reader writes one index per counted token; a mesh filled by other code that lists
+        // fewer indices than its counts loses that face and every face after it.
+        const std::size_t corners = static_cast<std::size_t>(count < 0 ? 0 : count);
+        bool buildable = count >= 3 && readAt + corners <= mesh.polygonConnects.size();
+        for (std::size_t c = 0; buildable && c < corners; ++c) {
+            const int index = mesh.polygonConnects[readAt + c];
+            buildable = index >= 0 && index < numPoints;
+        }
+        if (buildable) {
+            std::copy(mesh.polygonConnects.begin() + static_cast<std::ptrdiff_t>(readAt),
+                      mesh.polygonConnects.begin() + static_cast<std::ptrdiff_t>(readAt + corners),
+                      mesh.polygonConnects.begin() + static_cast<std::ptrdiff_t>(writeAt));
+            mesh.polygonCounts[kept++] = count;
+            writeAt += corners;
+        } else {
+            ++removed;
+        }
+        readAt += corners;
+    }
+    mesh.polygonCounts.resize(static_cast<std::size_t>(kept));
+    mesh.polygonConnects.resize(writeAt);
+    return removed;
 }
 
 } // namespace Kelno

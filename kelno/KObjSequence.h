@@ -13,6 +13,8 @@
 //     floating-point unit rounds to nearest (the default);
 //   - the reader validates nothing: face indices are stored as written minus one, so zero and
 //     relative (negative) indices, out-of-range indices and faces of any size pass unchanged.
+//     The host makes no promise about such faces, so the loader drops them before building its
+//     mesh with RemoveUnbuildableFaces (the rule is written there).
 // No host (Maya) types; C++14.
 #pragma once
 
@@ -52,6 +54,10 @@ KELNO_API std::string PadNumber(int number, int width);
 // frame 12 gives "shot00012.obj" (width 5 from all five digits), "mesh.0001.obj" at frame 5
 // gives "mesh0005.obj" and "0001.obj" gives "/0005.obj". The frame's own digits never matter.
 KELNO_API std::string ObjSequenceFileName(const std::string& path, int frame, int frameOffset);
+
+// The frame the loader reads at a time given in frames: truncation toward zero (12.9 gives 12,
+// -0.5 gives 0). Times beyond the int range clamp to INT_MIN or INT_MAX, and NaN is frame 0.
+KELNO_API int ObjSequenceFrame(double time);
 
 // ---------------------------------------------------------------------------------------------
 // OBJ subset reader
@@ -126,6 +132,15 @@ KELNO_API bool ReadObjFile(const std::string& fileName, KObjMesh& mesh);
 //   anything else - "vt", "vn", "vp", comments, o/g/s/usemtl/mtllib/l records, blank lines and
 //        "v" or "f" followed by a tab - is skipped.
 KELNO_API void ParseObjBuffer(const char* data, std::size_t size, KObjMesh& mesh);
+
+// Leaves out the faces a host mesh cannot be made of, before the mesh is handed to the host:
+//   - a face with fewer than three corners (counts 0, 1 and 2, e.g. "f 1 2" or an empty "f "),
+//   - a face with a corner index outside [0, number of points) ("f 0 1 2" gives index -1,
+//     relative indices such as "f -1 -2 -3" are negative, "f 1 2 99" may pass the end).
+// Every other face is kept with its corners as read, in file order (a face naming one vertex
+// twice is kept: it is valid input to the host). Points are never removed. Returns the number
+// of faces left out.
+KELNO_API int RemoveUnbuildableFaces(KObjMesh& mesh);
 
 // The loader's message for a file it cannot open: "Failed to open the file: " + fileName.
 KELNO_API std::string ObjOpenFailureMessage(const std::string& fileName);

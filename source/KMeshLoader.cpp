@@ -1,5 +1,6 @@
 #include "KMeshLoader.h"
 
+#include <kelno/KObjSequence.h>
 #include <kelno/maya/KMayaUtils.h>
 
 #include <maya/MDataHandle.h>
@@ -14,8 +15,6 @@
 
 #include <omp.h>
 
-#include <climits>
-#include <cmath>
 #include <exception>
 
 MString KMeshLoader::nodeTypeName("KMeshLoader");
@@ -25,22 +24,6 @@ MObject KMeshLoader::time;
 MObject KMeshLoader::frameOffset;
 MObject KMeshLoader::outMesh;
 MObject KMeshLoader::filePathName;
-
-namespace {
-
-// Truncation toward zero (12.9 -> 12, -0.5 -> 0); times beyond the int range clamp to it
-// rather than overflow, and a NaN time is frame 0.
-int frameOf(double t) {
-    if (std::isnan(t))
-        return 0;
-    if (t >= static_cast<double>(INT_MAX))
-        return INT_MAX;
-    if (t <= static_cast<double>(INT_MIN))
-        return INT_MIN;
-    return static_cast<int>(t);
-}
-
-} // namespace
 
 KMeshLoader::KMeshLoader() {}
 
@@ -87,7 +70,7 @@ MStatus KMeshLoader::compute(const MPlug& plug, MDataBlock& data) {
     try {
         omp_set_num_threads(MThreadUtils::getNumThreads());
 
-        const int frame = frameOf(data.inputValue(time).asTime().as(MTime::uiUnit()));
+        const int frame = Kelno::ObjSequenceFrame(data.inputValue(time).asTime().as(MTime::uiUnit()));
         const int offset = data.inputValue(frameOffset).asInt();
         const MString path = data.inputValue(filePathName).asString();
 
@@ -99,7 +82,9 @@ MStatus KMeshLoader::compute(const MPlug& plug, MDataBlock& data) {
         MFnMesh mesh;
         mesh.create(static_cast<int>(m_vertices.length()), static_cast<int>(m_polygonCounts.length()),
                     m_vertices, m_polygonCounts, m_polygonConnects, meshObject);
-        data.outputValue(outMesh).set(meshObject);
+        MDataHandle output = data.outputValue(outMesh);
+        output.set(meshObject);
+        output.setClean();
         return MS::kSuccess;
     } catch (const std::exception& e) {
         MGlobal::displayError(MString("Error@KMeshLoader::compute(): ") + e.what());
@@ -117,15 +102,19 @@ bool KMeshLoader::_loadObjFile(const MString& fileName) {
     m_vertices.clear();
     m_polygonCounts.clear();
     m_polygonConnects.clear();
-    if (!Kelno::ReadObjFile(fileName.asChar(), m_objMesh)) {
+    // The reader's arrays live only until the host arrays are filled: the node holds one copy
+    // of the frame.
+    Kelno::KObjMesh mesh;
+    if (!Kelno::ReadObjFile(fileName.asChar(), mesh)) {
         MGlobal::displayError(Kelno::ObjOpenFailureMessage(fileName.asChar()).c_str());
         return false;
     }
+    Kelno::RemoveUnbuildableFaces(mesh);
     // KObjPoint is four packed doubles, the row form MPointArray is built from in one go.
     static_assert(sizeof(Kelno::KObjPoint) == 4 * sizeof(double), "KObjPoint must be x, y, z, w doubles");
-    const Kelno::KObjPointArray& points = m_objMesh.points;
-    m_vertices = MPointArray(reinterpret_cast<const double(*)[4]>(points.data()), points.length());
-    m_polygonCounts = MIntArray(m_objMesh.polygonCounts.data(), m_objMesh.polygonCounts.length());
-    m_polygonConnects = MIntArray(m_objMesh.polygonConnects.data(), m_objMesh.polygonConnects.length());
+    m_vertices = MPointArray(reinterpret_cast<const double(*)[4]>(mesh.points.data()), mesh.points.length());
+    Kelno::KObjPointArray().swap(mesh.points); // the largest array goes before the next is copied
+    m_polygonCounts = MIntArray(mesh.polygonCounts.data(), mesh.polygonCounts.length());
+    m_polygonConnects = MIntArray(mesh.polygonConnects.data(), mesh.polygonConnects.length());
     return true;
 }

@@ -9,10 +9,9 @@
 // The name rule and the reader are the host-free Kelno::ObjSequenceFileName and
 // Kelno::ReadObjFile; this class feeds them from the data block and builds the mesh.
 // A file that cannot be opened shows "Failed to open the file: <name>" and gives an empty
-// mesh; compute still succeeds.
+// mesh; compute still succeeds. Faces the host cannot build (fewer than three corners, an index
+// outside the vertex list) are left out. compute marks outMesh clean once it is set.
 #pragma once
-
-#include <kelno/KObjSequence.h>
 
 #include <maya/MDataBlock.h>
 #include <maya/MFnDagNode.h>
@@ -52,8 +51,9 @@ class KMeshLoader : public MPxNode {
     // The file name for that frame (see Kelno::ObjSequenceFileName): "NULL" for an empty path,
     // "NOT A SEQUENCE FILE" for a file name without digits.
     static MString _getFilePathName(const MString& path, int frame, int frameOffset);
-    // Fills the three arrays from the file (cleared first). False, with the error message, when
-    // the file cannot be opened; true otherwise, even if nothing in it was usable.
+    // Fills the three arrays from the file (cleared first), leaving out the faces the host
+    // cannot build (Kelno::RemoveUnbuildableFaces). False, with the error message, when the file
+    // cannot be opened; true otherwise, even if nothing in it was usable.
     bool _loadObjFile(const MString& fileName);
 
     MObject m_node;
@@ -63,5 +63,4 @@ class KMeshLoader : public MPxNode {
     MPointArray m_vertices;      // positions of the last file read, in file order, w = 1
     MIntArray m_polygonCounts;   // one entry per face record
     MIntArray m_polygonConnects; // zero-based vertex indices, faces one after another
-    Kelno::KObjMesh m_objMesh;   // the reader's buffers, kept to reuse their storage
 };

@@ -9,6 +9,8 @@
 
 #include <maya/MFnPlugin.h>
 #include <maya/MGlobal.h>
+#include <maya/MObject.h>
+#include <maya/MPxNode.h>
 
 #include <iostream>
 

@@ -28,8 +28,16 @@ struct TimeNode : MPxNode {
 };
 MObject TimeNode::outTime;
 
+// Every DAG node of the host has "intermediateObject" (false unless set).
+MObject intermediateAttribute() {
+    MFnNumericAttribute fn;
+    MObject attr = fn.create("intermediateObject", "io", MFnNumericData::kBoolean, 0.0);
+    fn.setHidden(true);
+    return attr;
+}
+
 struct TransformNode : MPxNode {
-    static MObject translate, rotate, scale, visibility;
+    static MObject translate, rotate, scale, visibility, intermediateObject;
     static void* creator() { return new TransformNode; }
     static MStatus initialize() {
         MFnNumericAttribute fn;
@@ -46,16 +54,21 @@ struct TransformNode : MPxNode {
         addAttribute(translate);
         addAttribute(rotate);
         addAttribute(scale);
+        intermediateObject = intermediateAttribute();
+        addAttribute(intermediateObject);
         return addAttribute(visibility);
     }
 };
-MObject TransformNode::translate, TransformNode::rotate, TransformNode::scale, TransformNode::visibility;
+MObject TransformNode::translate, TransformNode::rotate, TransformNode::scale, TransformNode::visibility,
+    TransformNode::intermediateObject;
 
 // A mesh shape: its output is its input mesh (the stand-in keeps no history of its own).
 struct MeshNode : MPxNode {
-    static MObject inMesh, outMesh;
+    static MObject inMesh, outMesh, intermediateObject;
     static void* creator() { return new MeshNode; }
     static MStatus initialize() {
+        intermediateObject = intermediateAttribute();
+        addAttribute(intermediateObject);
         MFnTypedAttribute fn;
         inMesh = fn.create("inMesh", "i", MFnData::kMesh);
         fn.setHidden(true);
@@ -78,7 +91,7 @@ struct MeshNode : MPxNode {
         return MS::kSuccess;
     }
 };
-MObject MeshNode::inMesh, MeshNode::outMesh;
+MObject MeshNode::inMesh, MeshNode::outMesh, MeshNode::intermediateObject;
 
 mhost::NodeType* hostType(const char* name, unsigned int id, MFn::Type api, bool dag, bool shape,
                           MCreatorFunction creator, MInitializeFunction init) {

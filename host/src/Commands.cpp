@@ -6,8 +6,10 @@
 #include <maya/MArgList.h>
 #include <maya/MArgParser.h>
 #include <maya/MDGModifier.h>
+#include <maya/MGlobal.h>
 #include <maya/MPlug.h>
 #include <maya/MPxCommand.h>
+#include <maya/MSelectionList.h>
 #include <maya/MSyntax.h>
 
 #include <algorithm>
@@ -31,7 +33,7 @@ bool isFlagWord(const MString& w) {
 
 // ---- MSyntax --------------------------------------------------------------------------------
 
-MSyntax::MSyntax() : fObjectFormat(kNone), fMinObjects(0), fMaxObjects(UINT_MAX) {}
+MSyntax::MSyntax() : fObjectFormat(kNone), fMinObjects(0), fMaxObjects(UINT_MAX), fUseSelection(false) {}
 MSyntax::MSyntax(const MSyntax& o) = default;
 MSyntax::~MSyntax() {}
 MSyntax& MSyntax::operator=(const MSyntax& o) = default;
@@ -60,16 +62,25 @@ MStatus MSyntax::addArg(MArgType arg) {
     fArgs.push_back(arg);
     return MS::kSuccess;
 }
-void MSyntax::setObjectType(MObjectFormat f, unsigned int minimum) {
+MStatus MSyntax::setObjectType(MObjectFormat f, unsigned int minimum) {
+    if (f <= kInvalidObjectFormat || f >= kLastObjectFormat)
+        return MS::kInvalidParameter;
     fObjectFormat = f;
     fMinObjects = minimum;
+    return MS::kSuccess;
 }
-void MSyntax::setObjectType(MObjectFormat f, unsigned int minimum, unsigned int maximum) {
+MStatus MSyntax::setObjectType(MObjectFormat f, unsigned int minimum, unsigned int maximum) {
+    if (f <= kInvalidObjectFormat || f >= kLastObjectFormat || maximum < minimum)
+        return MS::kInvalidParameter;
     fObjectFormat = f;
     fMinObjects = minimum;
     fMaxObjects = maximum;
+    return MS::kSuccess;
 }
-void MSyntax::useSelectionAsDefault(bool) {}
+MStatus MSyntax::useSelectionAsDefault(bool use) {
+    fUseSelection = use;
+    return MS::kSuccess;
+}
 MStatus MSyntax::setMinObjects(unsigned int n) {
     fMinObjects = n;
     return MS::kSuccess;
@@ -78,8 +89,8 @@ MStatus MSyntax::setMaxObjects(unsigned int n) {
     fMaxObjects = n;
     return MS::kSuccess;
 }
-void MSyntax::enableQuery(bool) {}
-void MSyntax::enableEdit(bool) {}
+MStatus MSyntax::enableQuery(bool) { return MS::kSuccess; }
+MStatus MSyntax::enableEdit(bool) { return MS::kSuccess; }
 const MSyntax::Flag* MSyntax::findFlag(const char* name) const {
     if (!name)
         return nullptr;
@@ -213,6 +224,14 @@ MArgParser::MArgParser(const MSyntax& syntax, const MArgList& args, MStatus* st)
             break;
         fUses.push_back(use);
     }
+    // Objects named on the command line must be as many as the syntax allows; none at all is
+    // fine when the selection stands in for them.
+    const size_t named = fObjects.size();
+    if (result && fSyntax.objectFormat() != MSyntax::kNone && !(named == 0 && fSyntax.selectionIsDefault()) &&
+        (named < fSyntax.minObjects() || named > fSyntax.maxObjects())) {
+        MGlobal::displayError("Wrong number of objects on the command line");
+        result = MS::kInvalidParameter;
+    }
     setStatus(st, result);
 }
 MArgParser::~MArgParser() {}
@@ -304,6 +323,17 @@ MStatus MArgParser::getCommandArgument(unsigned int index, MString& result) cons
     result = fObjects[index];
     return MS::kSuccess;
 }
+MStatus MArgParser::getCommandArgument(unsigned int index, bool& result) const {
+    if (index >= fObjects.size())
+        return MS::kFailure;
+    MArgList l;
+    l.addArg(fObjects[index]);
+    MStatus st;
+    const bool v = l.asBool(0, &st);
+    if (st)
+        result = v;
+    return st;
+}
 MStatus MArgParser::getObjects(MStringArray& result) const {
     result.clear();
     for (const MString& o : fObjects)
@@ -315,37 +345,53 @@ MArgDatabase::MArgDatabase() {}
 MArgDatabase::MArgDatabase(const MSyntax& syntax, const MArgList& argList, MStatus* st)
     : MArgParser(syntax, argList, st) {}
 MArgDatabase::~MArgDatabase() {}
+namespace {
+MStatus addByName(const MString& name, MSelectionList& list) {
+    if (!list.add(name)) {
+        MGlobal::displayError(MString("No object matches name: ") + name);
+        return MS::kInvalidParameter;
+    }
+    return MS::kSuccess;
+}
+} // namespace
+MStatus MArgDatabase::getFlagArgument(const char* flag, unsigned int index, MSelectionList& result) const {
+    const MString* a = _flagArgument(flag, index);
+    return a ? addByName(*a, result) : MStatus(MS::kFailure);
+}
+MStatus MArgDatabase::getCommandArgument(unsigned int index, MSelectionList& result) const {
+    if (index >= fObjects.size())
+        return MS::kFailure;
+    return addByName(fObjects[index], result);
+}
+MStatus MArgDatabase::getObjects(MSelectionList& result) const {
+    result.clear();
+    for (const MString& o : fObjects) {
+        MStatus st = addByName(o, result);
+        if (!st)
+            return st;
+    }
+    // The stand-in has no active selection: with no object named the list stays empty.
+    return MS::kSuccess;
+}
 
 // ---- MPxCommand -----------------------------------------------------------------------------
 
-MPxCommand::MPxCommand() : fHistoryOn(false), fUndoable(false) {}
+MPxCommand::MPxCommand() : fHistoryOn(false) {}
 MPxCommand::~MPxCommand() {}
+MStatus MPxCommand::doIt(const MArgList&) { return MS::kFailure; }
 MStatus MPxCommand::undoIt() { return MS::kFailure; }
 MStatus MPxCommand::redoIt() { return MS::kFailure; }
-bool MPxCommand::isUndoable() const { return fUndoable; }
+bool MPxCommand::isUndoable() const { return false; }
 bool MPxCommand::hasSyntax() const { return true; }
-MSyntax MPxCommand::syntax(MStatus* st) const {
-    setStatus(st, MS::kSuccess);
-    return fSyntax;
-}
-bool MPxCommand::isHistoryOn(MStatus* st) const {
-    setStatus(st, MS::kSuccess);
-    return fHistoryOn;
-}
-MString MPxCommand::commandString(MStatus* st) const {
-    setStatus(st, MS::kSuccess);
-    return fCommandString;
-}
+MSyntax MPxCommand::syntax() const { return fSyntax; }
+bool MPxCommand::isHistoryOn() const { return fHistoryOn; }
+MString MPxCommand::commandString() const { return fCommandString; }
 MStatus MPxCommand::setHistoryOn(bool state) {
     fHistoryOn = state;
     return MS::kSuccess;
 }
 MStatus MPxCommand::setCommandString(const MString& s) {
     fCommandString = s;
-    return MS::kSuccess;
-}
-MStatus MPxCommand::setUndoable(bool state) {
-    fUndoable = state;
     return MS::kSuccess;
 }
 void MPxCommand::displayInfo(const MString& m) { MGlobal::displayInfo(m); }
@@ -498,8 +544,22 @@ Host::CommandResult run(const CommandType& type, const std::vector<std::string>&
         std::cerr << "host: command " << type.name << " threw" << std::endl;
         out.status = MS::kFailure;
     }
-    // The stand-in keeps no undo queue: every command object goes after doIt.
-    delete cmd;
+    // As in the host, only a command that succeeded and says it is undoable is kept, on the undo
+    // queue; a new command drops what was undone before it.
+    bool keep = false;
+    try {
+        keep = out.status == MS::kSuccess && cmd->isUndoable();
+    } catch (...) {
+        keep = false;
+    }
+    if (keep) {
+        for (MPxCommand* undone : session().redoable)
+            delete undone;
+        session().redoable.clear();
+        session().undoable.push_back(cmd);
+    } else {
+        delete cmd;
+    }
     const Result& r = session().result;
     out.type = r.type;
     out.isArray = r.isArray;
@@ -509,6 +569,16 @@ Host::CommandResult run(const CommandType& type, const std::vector<std::string>&
     return out;
 }
 } // namespace
+
+void flushUndoQueue() {
+    Session& s = session();
+    for (MPxCommand* c : s.undoable)
+        delete c;
+    for (MPxCommand* c : s.redoable)
+        delete c;
+    s.undoable.clear();
+    s.redoable.clear();
+}
 
 MStatus runCommandLine(const std::string& line, Host::CommandResult* out) {
     std::vector<std::string> words = tokenize(line);
@@ -540,6 +610,26 @@ Host::CommandResult Host::runCommand(const std::string& name, const std::vector<
     MGlobal::displayError(MString("Cannot find procedure \"") + name.c_str() + "\".");
     return CommandResult{MS::kNotFound, MPxCommand::kNoArg, false, {}, {}};
 }
+
+namespace {
+MStatus step(std::vector<MPxCommand*>& from, std::vector<MPxCommand*>& to, bool undo) {
+    if (from.empty())
+        return MS::kFailure;
+    MPxCommand* cmd = from.back();
+    MStatus st;
+    try {
+        st = undo ? cmd->undoIt() : cmd->redoIt();
+    } catch (...) {
+        st = MS::kFailure;
+    }
+    from.pop_back();
+    to.push_back(cmd);
+    return st;
+}
+} // namespace
+
+MStatus Host::undo() { return step(session().undoable, session().redoable, true); }
+MStatus Host::redo() { return step(session().redoable, session().undoable, false); }
 
 // ---- MDGModifier ----------------------------------------------------------------------------
 

@@ -284,6 +284,7 @@ namespace Host {
 
 void resetSession() {
     Session& s = session();
+    mhost::flushUndoQueue();
     std::vector<Node*> roots;
     for (auto& n : s.nodes)
         if (n.get() != s.timeNode && n->parents.empty())
@@ -421,6 +422,8 @@ MStatus unloadPlugin(const std::string& name) {
     for (auto& n : s.nodes)
         if (n->type->plugin == name)
             return MS::kFailure; // in use
+    // Command objects on the undo queue may be of this plug-in's classes.
+    mhost::flushUndoQueue();
     if (s.state == MGlobal::kInteractive || s.state == MGlobal::kBaseUIMode) {
         if (plugin->ui.size() > 1 && !plugin->ui[1].empty())
             MGlobal::executeCommand(MString(plugin->ui[1].c_str()));

@@ -220,8 +220,13 @@ struct Session {
     std::map<Host::Call, int> callCount;
 
     Result result;
+    // Undoable commands, oldest first; undone ones wait in `redoable` until a new command runs.
+    std::vector<MPxCommand*> undoable;
+    std::vector<MPxCommand*> redoable;
 };
 Session& session();
+// Deletes every command object on the undo and redo queues.
+void flushUndoQueue();
 
 // Counts a registration call; true when this one is to fail.
 bool injectFailure(Host::Call call);

@@ -170,7 +170,8 @@ MObject MFnMesh::create(int numVertices, int numPolygons, const MPointArray& ver
     mhost::valueChanged(shape.get(), inMesh);
     MFnDagNode::setObject(shape->handle());
     setStatus(st, MS::kSuccess);
-    return parent ? parentOrOwner : shape->parents[0]->handle();
+    // Under a given transform the new shape is returned; otherwise the transform made for it.
+    return parent ? shape->handle() : shape->parents[0]->handle();
 }
 
 MObject MFnMesh::create(int numVertices, int numPolygons, const MPointArray& vertexArray,

@@ -252,7 +252,7 @@ MStatus MDagPath::extendToShape() {
         return MS::kSuccess;
     std::vector<Node*> shapes;
     for (Node* c : n->children)
-        if (c->type->isShape)
+        if (c->type->isShape && !MFnDagNode(c->handle()).isIntermediateObject())
             shapes.push_back(c);
     if (shapes.size() != 1)
         return MS::kFailure;
@@ -486,6 +486,24 @@ MDagPath MFnDagNode::dagPath(MStatus* st) const {
 }
 MString MFnDagNode::fullPathName(MStatus* st) const { return fPath.fullPathName(st); }
 MString MFnDagNode::partialPathName(MStatus* st) const { return fPath.partialPathName(st); }
+bool MFnDagNode::isIntermediateObject(MStatus* st) const {
+    Node* n = nodeOf(fObject);
+    mhost::Attribute* a = n ? n->type->findAttribute("intermediateObject") : nullptr;
+    setStatus(st, n ? MS::kSuccess : MS::kInvalidParameter);
+    if (!a)
+        return false;
+    mhost::evaluate(n, a);
+    return n->slot(a).getNumber(a, 0) != 0.0;
+}
+MStatus MFnDagNode::setIntermediateObject(bool isIntermediate) {
+    Node* n = nodeOf(fObject);
+    mhost::Attribute* a = n ? n->type->findAttribute("intermediateObject") : nullptr;
+    if (!a)
+        return MS::kInvalidParameter;
+    n->slot(a).setNumber(a, 0, isIntermediate ? 1.0 : 0.0);
+    mhost::valueChanged(n, a);
+    return MS::kSuccess;
+}
 MMatrix MFnDagNode::transformationMatrix(MStatus* st) const {
     Node* n = nodeOf(fObject);
     setStatus(st, n ? MS::kSuccess : MS::kFailure);

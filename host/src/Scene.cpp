@@ -446,7 +446,8 @@ void evaluate(Node* node, Attribute* attr) {
         pulled = true;
     }
     if (!pulled && node->user && node->type->isAffected(top)) {
-        node->dirty.erase(top);
+        // As in the host, only compute cleans its output (MDataBlock::setClean or the output
+        // handle's setClean): an output left dirty is computed again on the next request.
         MPlug plug(node->handle(), MObject(attr->shared_from_this()));
         MDataBlock block(node);
         try {
@@ -456,8 +457,9 @@ void evaluate(Node* node, Attribute* attr) {
         } catch (...) {
             std::cerr << "host: compute of " << node->name << " threw" << std::endl;
         }
+    } else {
+        node->dirty.erase(top);
     }
-    node->dirty.erase(top);
     node->evaluating.erase(top);
 }
 

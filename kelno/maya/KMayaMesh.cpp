@@ -3,8 +3,10 @@
 #include <maya/MDagPath.h>
 #include <maya/MFloatArray.h>
 #include <maya/MFn.h>
+#include <maya/MFnDagNode.h>
 #include <maya/MFnDependencyNode.h>
 #include <maya/MFnMesh.h>
+#include <maya/MPoint.h>
 #include <maya/MSelectionList.h>
 #include <maya/MSpace.h>
 #include <maya/MStringArray.h>
@@ -37,13 +39,24 @@ MString nodeName(const MObject& object) {
     return status ? fn.name() : MString("the object");
 }
 
-// Resolves a DAG path to a mesh shape: the path itself, or its transform's only shape.
+// Resolves a DAG path to a mesh shape: the path itself, or the one shape below its transform
+// that is not an intermediate object (a deformed mesh keeps its undeformed input beside it).
+// Intermediate shapes are skipped here rather than left to extendToShape.
 bool pathToMesh(MDagPath& path) {
     if (path.hasFn(MFn::kMesh))
         return true;
     if (!path.hasFn(MFn::kTransform))
         return false;
-    return path.extendToShape() && path.hasFn(MFn::kMesh);
+    MObject visible;
+    int visibleShapes = 0;
+    for (unsigned int i = 0; i < path.childCount(); ++i) {
+        const MObject child = path.child(i);
+        if (!child.hasFn(MFn::kShape) || MFnDagNode(child).isIntermediateObject())
+            continue;
+        visible = child;
+        ++visibleShapes;
+    }
+    return visibleShapes == 1 && visible.hasFn(MFn::kMesh) && path.push(visible);
 }
 
 MStatus resolve(const MObject& object, MeshSource& source, MString* errorMessage, const char* function) {

@@ -6,8 +6,9 @@
 //     its points are taken as stored (asMeshTransformed data is already in world space);
 //   - a mesh shape node: its points are taken in WORLD space, through the shape's first DAG
 //     path (MDagPath::getAPathTo; the first instance of an instanced shape);
-//   - a transform with exactly one shape below it, that shape a mesh: as that shape.
-// Anything else (a null object, another node type, a transform with no or several shapes)
+//   - a transform with exactly one shape below it that is not an intermediate object (the
+//     undeformed "Orig" input of a deformed mesh is skipped), that shape a mesh: as that shape.
+// Anything else (a null object, another node type, a transform with no or several such shapes)
 // is refused.
 //
 // Triangulation is the host's (MFnMesh::getTriangles): a face of n corners gives n - 2

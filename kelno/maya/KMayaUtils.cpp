@@ -3,7 +3,9 @@
 #include <kelno/KObjSequence.h>
 
 #include <maya/MAnimControl.h>
+#include <maya/MFnData.h>
 #include <maya/MFnDependencyNode.h>
+#include <maya/MFnNumericData.h>
 #include <maya/MFnStringData.h>
 #include <maya/MSelectionList.h>
 #include <maya/MTime.h>

@@ -10,6 +10,7 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <sys/wait.h>
@@ -66,10 +67,12 @@ RunResult runTool(const std::vector<std::string>& args) {
 
 const std::string kSamples = std::string(KELNO_SOURCE_DIR) + "/samples/obj_sequence";
 
-// Checks the summary (and, when present, the full arrays) against the library's reader.
+// Checks the summary (and, when present, the full arrays) against the library's reader and the
+// loader's face rule.
 void expectJsonMatchesReader(const nlohmann::json& json, const std::string& fileName, bool full) {
     Kelno::KObjMesh mesh;
     ASSERT_TRUE(Kelno::ReadObjFile(fileName, mesh)) << fileName;
+    EXPECT_EQ(json.at("facesLeftOut"), Kelno::RemoveUnbuildableFaces(mesh));
     EXPECT_EQ(json.at("file"), fileName);
     EXPECT_EQ(json.at("vertices"), mesh.points.size());
     EXPECT_EQ(json.at("polygons"), mesh.polygonCounts.size());
@@ -114,13 +117,29 @@ TEST(ObjSeqCommand, OffsetFractionalFramesAndFullArrays) {
     ASSERT_EQ(run.exitCode, 0) << run.err;
     expectJsonMatchesReader(nlohmann::json::parse(run.out), kSamples + "/wave_0005.obj", true);
 
-    // Fractional frames truncate toward zero, as the node converts its time.
-    run = runTool({"obj-seq", kSamples + "/wave_0001.obj", "11.9"});
+    // Frames truncate toward zero, as the node converts its time.
+    for (const auto& [frame, offset, file] :
+         {std::tuple{"11.9", "0", "wave_0011.obj"}, std::tuple{"-0.5", "1", "wave_0001.obj"}}) {
+        run = runTool({"obj-seq", kSamples + "/wave_0001.obj", frame, "--offset", offset});
+        ASSERT_EQ(run.exitCode, 0) << run.err;
+        EXPECT_EQ(nlohmann::json::parse(run.out).at("file"), kSamples + "/" + file);
+    }
+}
+
+TEST(ObjSeqCommand, FacesTheLoaderCannotBuildAreLeftOutAndCounted) {
+    char name[] = "/tmp/kelno_cli_faces_0001_XXXXXX";
+    const int fd = ::mkstemp(name);
+    ASSERT_GE(fd, 0);
+    const std::string text = "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\nf 1 2\nf 1 2 4\n";
+    ASSERT_EQ(::write(fd, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+    ::close(fd);
+    const RunResult run = runTool({"obj", name, "--full"});
+    std::remove(name);
     ASSERT_EQ(run.exitCode, 0) << run.err;
-    EXPECT_EQ(nlohmann::json::parse(run.out).at("file"), kSamples + "/wave_0011.obj");
-    run = runTool({"obj-seq", kSamples + "/wave_0001.obj", "-0.5", "--offset", "1"});
-    ASSERT_EQ(run.exitCode, 0) << run.err;
-    EXPECT_EQ(nlohmann::json::parse(run.out).at("file"), kSamples + "/wave_0001.obj");
+    const nlohmann::json json = nlohmann::json::parse(run.out);
+    EXPECT_EQ(json.at("polygons"), 1);
+    EXPECT_EQ(json.at("facesLeftOut"), 2);
+    EXPECT_EQ(json.at("polygonConnects").get<std::vector<int>>(), (std::vector<int>{0, 1, 2}));
 }
 
 TEST(ObjSeqCommand, UnreadableFilesPrintTheLoadersMessageAndExitOne) {
@@ -131,6 +150,9 @@ TEST(ObjSeqCommand, UnreadableFilesPrintTheLoadersMessageAndExitOne) {
     const Case cases[] = {
         {{"obj-seq", kSamples + "/wave_0001.obj", "13"}, kSamples + "/wave_0013.obj"},
         {{"obj-seq", kSamples + "/wave_0001.obj", "-3"}, kSamples + "/wave_-003.obj"},
+        // Frames beyond the int range clamp to it, as in the node.
+        {{"obj-seq", kSamples + "/wave_0001.obj", "1e12"}, kSamples + "/wave_2147483647.obj"},
+        {{"obj-seq", kSamples + "/wave_0001.obj", "-1e12"}, kSamples + "/wave_-2147483648.obj"},
         {{"obj-seq", kSamples + "/wave.obj", "1"}, "NOT A SEQUENCE FILE"},
         {{"obj-seq", "", "1"}, "NULL"},
         // Relative paths are rooted at "/" by the name rule.
@@ -172,5 +194,4 @@ TEST(ObjCommand, HelpOnEveryLevelAndUsageErrors) {
     EXPECT_NE(runTool({"obj"}).exitCode, 0);
     EXPECT_NE(runTool({"obj-seq", kSamples + "/wave_0001.obj"}).exitCode, 0);
     EXPECT_NE(runTool({"obj-seq", kSamples + "/wave_0001.obj", "two"}).exitCode, 0);
-    EXPECT_NE(runTool({"obj-seq", kSamples + "/wave_0001.obj", "1e12"}).exitCode, 0);
 }

@@ -3,8 +3,11 @@
 #include <host/Host.h>
 
 #include <maya/MArgDatabase.h>
+#include <maya/MArgList.h>
+#include <maya/MFnDependencyNode.h>
 #include <maya/MGlobal.h>
 #include <maya/MPxCommand.h>
+#include <maya/MSelectionList.h>
 #include <maya/MSyntax.h>
 
 #include <gtest/gtest.h>
@@ -51,10 +54,51 @@ class TEchoCmd : public MPxCommand {
 };
 int TEchoCmd::instances = 0;
 
+// Renames the one node named on its command line to its first argument; undoable.
+class TRenameCmd : public MPxCommand {
+  public:
+    static int instances;
+    TRenameCmd() { ++instances; }
+    ~TRenameCmd() override { --instances; }
+    static void* creator() { return new TRenameCmd; }
+    static MSyntax newSyntax() {
+        MSyntax s;
+        s.addFlag("-t", "-to", MSyntax::kString);
+        EXPECT_TRUE(s.setObjectType(MSyntax::kSelectionList, 1, 1));
+        EXPECT_TRUE(s.useSelectionAsDefault(false));
+        EXPECT_TRUE(s.enableQuery(false));
+        EXPECT_TRUE(s.enableEdit(false));
+        return s;
+    }
+    MStatus doIt(const MArgList& args) override {
+        MStatus st;
+        MArgDatabase db(syntax(), args, &st);
+        MSelectionList objects;
+        if (!st || !db.getObjects(objects) || !db.getFlagArgument("-to", 0, newName) ||
+            !objects.getDependNode(0, node))
+            return MS::kFailure;
+        oldName = MFnDependencyNode(node).name();
+        return redoIt();
+    }
+    MStatus redoIt() override {
+        MFnDependencyNode(node).setName(newName);
+        return MS::kSuccess;
+    }
+    MStatus undoIt() override {
+        MFnDependencyNode(node).setName(oldName);
+        return MS::kSuccess;
+    }
+    bool isUndoable() const override { return true; }
+    MObject node;
+    MString newName, oldName;
+};
+int TRenameCmd::instances = 0;
+
 class CommandTest : public testing::Test {
   protected:
     static void SetUpTestSuite() {
         ASSERT_TRUE(Host::registerCommand("TEchoCmd", &TEchoCmd::creator, &TEchoCmd::newSyntax));
+        ASSERT_TRUE(Host::registerCommand("TRenameCmd", &TRenameCmd::creator, &TRenameCmd::newSyntax));
     }
     void SetUp() override { Host::resetSession(); }
 };
@@ -93,6 +137,26 @@ TEST_F(CommandTest, MelStringsRunRegisteredCommands) {
     // MEL the stand-in does not know is recorded and reported as done.
     EXPECT_TRUE(MGlobal::executeCommand("setAttr a.b 1"));
     EXPECT_EQ(Host::executedCommands().back(), "setAttr a.b 1");
+}
+
+TEST_F(CommandTest, UndoableCommandsStayOnTheUndoQueue) {
+    Host::createNode("transform", "rock");
+    ASSERT_TRUE(Host::runCommand("TRenameCmd", {"-to", "stone", "rock"}).status);
+    EXPECT_FALSE(Host::findNode("stone").isNull());
+    EXPECT_EQ(TRenameCmd::instances, 1) << "kept for undo";
+    ASSERT_TRUE(Host::undo());
+    EXPECT_FALSE(Host::findNode("rock").isNull());
+    ASSERT_TRUE(Host::redo());
+    EXPECT_FALSE(Host::findNode("stone").isNull());
+    EXPECT_FALSE(Host::redo()) << "nothing left to redo";
+
+    // A failed command is not queued; objects that match no node fail the parse of names.
+    EXPECT_FALSE(Host::runCommand("TRenameCmd", {"-to", "x", "nobody"}).status);
+    EXPECT_FALSE(Host::runCommand("TRenameCmd", {"-to", "x"}).status) << "one object is required";
+    EXPECT_EQ(TRenameCmd::instances, 1);
+    Host::resetSession();
+    EXPECT_EQ(TRenameCmd::instances, 0) << "the session flushes the queue";
+    EXPECT_FALSE(Host::undo());
 }
 
 TEST(MSyntaxTest, DuplicateOrMalformedFlagsAreRefused) {

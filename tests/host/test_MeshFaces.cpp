@@ -164,25 +164,6 @@ MObject twoQuads() {
     return data;
 }
 
-TEST_F(MeshFacesTest, NewMeshesHaveMap1AsTheirCurrentEmptyUVSet) {
-    MObject data = twoQuads();
-    MFnMesh fn(data);
-    MStringArray names;
-    ASSERT_TRUE(fn.getUVSetNames(names));
-    ASSERT_EQ(names.length(), 1u);
-    EXPECT_EQ(names[0], "map1");
-    EXPECT_EQ(fn.currentUVSetName(), "map1");
-    EXPECT_EQ(fn.numUVs(), 0);
-    MIntArray uvCounts, uvIds;
-    ASSERT_TRUE(fn.getAssignedUVs(uvCounts, uvIds));
-    ASSERT_EQ(uvCounts.length(), 2u);
-    EXPECT_EQ(uvCounts[0], 0);
-    EXPECT_EQ(uvIds.length(), 0u);
-    int id = -7;
-    EXPECT_EQ(fn.getPolygonUVid(0, 0, id), MS::kFailure) << "nothing assigned yet";
-    EXPECT_EQ(id, -7);
-}
-
 TEST_F(MeshFacesTest, AssignedUVsAreReadBackPerFaceVertex) {
     MObject data = twoQuads();
     MFnMesh fn(data);
@@ -252,24 +233,6 @@ TEST_F(MeshFacesTest, UVSetsAreNamedAndOneIsCurrent) {
     MString map1("map1"), paint("paint");
     EXPECT_EQ(fn.numUVs(paint), 1);
     EXPECT_EQ(fn.numUVs(map1), 0) << "NULL names the current set only";
-}
-
-TEST_F(MeshFacesTest, CreateWithUVArraysFillsMap1WithoutAssigning) {
-    MPointArray points;
-    points.append(0, 0, 0);
-    points.append(1, 0, 0);
-    points.append(0, 1, 0);
-    const int counts[] = {3}, connects[] = {0, 1, 2};
-    const float u[] = {0, 1, 0}, v[] = {0, 0, 1};
-    MObject data = MFnMeshData().create();
-    MFnMesh fn;
-    MStatus status;
-    fn.create(3, 1, points, MIntArray(counts, 1), MIntArray(connects, 3), MFloatArray(u, 3),
-              MFloatArray(v, 3), data, &status);
-    ASSERT_TRUE(status);
-    EXPECT_EQ(fn.numUVs(), 3);
-    int id = -1;
-    EXPECT_EQ(fn.getPolygonUVid(0, 0, id), MS::kFailure);
 }
 
 TEST_F(MeshFacesTest, UVsTravelFromInMeshToTheShapesOutput) {

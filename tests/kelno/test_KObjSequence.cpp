@@ -122,24 +122,14 @@ class TempFile {
 } // namespace
 
 // ---------------------------------------------------------------------------------------------
-// PadNumber
+// Frame numbers and file names
 
-TEST(PadNumber, PadsOnTheLeftAndWritesWiderNumbersInFull) {
+TEST(PadNumber, WritesNumbersAsPrintfZeroPaddingDoes) {
+    // Wider numbers in full, the sign before the zeros and counted in the width.
     EXPECT_EQ(PadNumber(12, 4), "0012");
-    EXPECT_EQ(PadNumber(0, 4), "0000");
-    EXPECT_EQ(PadNumber(1234, 4), "1234");
     EXPECT_EQ(PadNumber(12345, 4), "12345");
-    EXPECT_EQ(PadNumber(7, 1), "7");
-    EXPECT_EQ(PadNumber(7, 0), "7");
-    EXPECT_EQ(PadNumber(7, -3), "7");
-    EXPECT_EQ(PadNumber(INT_MAX, 12), "002147483647");
-}
-
-TEST(PadNumber, NegativeNumbersPutTheSignBeforeTheZerosAsPrintfDoes) {
     EXPECT_EQ(PadNumber(-5, 4), "-005");
-    EXPECT_EQ(PadNumber(-12345, 4), "-12345");
-    EXPECT_EQ(PadNumber(-1, 1), "-1");
-    EXPECT_EQ(PadNumber(INT_MIN, 3), "-2147483648");
+    EXPECT_EQ(PadNumber(7, -3), "7");
     char expected[64];
     for (int width = 0; width < 14; ++width) {
         for (int number : {INT_MIN, -100000, -999, -10, -1, 0, 1, 9, 10, 4711, INT_MAX}) {
@@ -149,56 +139,52 @@ TEST(PadNumber, NegativeNumbersPutTheSignBeforeTheZerosAsPrintfDoes) {
     }
 }
 
-// ---------------------------------------------------------------------------------------------
-// ObjSequenceFileName
-
-TEST(ObjSequenceFileName, ReplacesTheDigitsByTheOffsetFrame) {
-    EXPECT_EQ(ObjSequenceFileName("/data/seq/mesh_0001.obj", 12, 0), "/data/seq/mesh_0012.obj");
-    EXPECT_EQ(ObjSequenceFileName("/data/seq/mesh_0001.obj", 12, -2), "/data/seq/mesh_0010.obj");
-    EXPECT_EQ(ObjSequenceFileName("/data/seq/mesh_0001.obj", 0, 7), "/data/seq/mesh_0007.obj");
-    // The digits of the name fix position and width only; their value is never used.
-    EXPECT_EQ(ObjSequenceFileName("/data/seq/mesh_9876.obj", 3, 0), "/data/seq/mesh_0003.obj");
-    EXPECT_EQ(ObjSequenceFileName("/data/seq/mesh_0001.obj", 12345, 0), "/data/seq/mesh_12345.obj");
+TEST(ObjSequenceFrame, TruncatesTowardZeroAndClampsToTheIntRange) {
+    const struct {
+        double time;
+        int frame;
+    } cases[] = {{12.9, 12},       {-0.5, 0},           {-12.9, -12},         {1e12, INT_MAX},
+                 {-1e12, INT_MIN}, {INFINITY, INT_MAX}, {-INFINITY, INT_MIN}, {NAN, 0}};
+    for (const auto& c : cases)
+        EXPECT_EQ(ObjSequenceFrame(c.time), c.frame) << c.time;
 }
 
-TEST(ObjSequenceFileName, NamesWithoutDigitsOrWithoutAnyPieceAreNotSequences) {
-    EXPECT_EQ(ObjSequenceFileName("", 1, 0), "NULL");
-    EXPECT_EQ(ObjSequenceFileName("/", 1, 0), "NULL");
-    EXPECT_EQ(ObjSequenceFileName("////", 1, 0), "NULL");
-    EXPECT_EQ(ObjSequenceFileName("/data/mesh.obj", 1, 0), "NOT A SEQUENCE FILE");
-    EXPECT_EQ(ObjSequenceFileName("mesh.obj", 1, 0), "NOT A SEQUENCE FILE");
-    // Digits in directories do not make the file a sequence.
-    EXPECT_EQ(ObjSequenceFileName("/shot01/take2/mesh.obj", 1, 0), "NOT A SEQUENCE FILE");
-}
-
-TEST(ObjSequenceFileName, OddButRequiredConsequencesOfTheLiteralRule) {
-    // Always rooted at "/", empty path pieces dropped, a trailing "/" ignored.
-    EXPECT_EQ(ObjSequenceFileName("data/a_01.obj", 1, 0), "/data/a_01.obj");
-    EXPECT_EQ(ObjSequenceFileName("a_01.obj", 3, 0), "/a_03.obj");
-    EXPECT_EQ(ObjSequenceFileName("//data//seq///mesh_01.obj", 2, 0), "/data/seq/mesh_02.obj");
-    EXPECT_EQ(ObjSequenceFileName("/data/seq/mesh_01.obj/", 2, 0), "/data/seq/mesh_02.obj");
-    EXPECT_EQ(ObjSequenceFileName("./seq/../mesh_1.obj", 4, 0), "/./seq/../mesh_4.obj");
-    // Every digit of the name counts towards the width; the number starts at the first digit.
-    EXPECT_EQ(ObjSequenceFileName("/s/shot1_0010.obj", 12, 0), "/s/shot00012.obj");
-    EXPECT_EQ(ObjSequenceFileName("/s/mesh_01.ob2", 5, 0), "/s/mesh_005.ob2");
-    // Middle dot-pieces are dropped; the prefix comes from the first dot-piece only.
-    EXPECT_EQ(ObjSequenceFileName("/s/mesh.0001.obj", 5, 0), "/s/mesh0005.obj");
-    EXPECT_EQ(ObjSequenceFileName("/s/mesh_0001.final.v2.obj", 5, 0), "/s/mesh_00005.obj");
-    // A name starting with a digit has an empty prefix.
-    EXPECT_EQ(ObjSequenceFileName("0001.obj", 5, 0), "/0005.obj");
-    EXPECT_EQ(ObjSequenceFileName("/0001.obj", 5, 0), "/0005.obj");
-    // Without a dot the whole name is also the extension.
-    EXPECT_EQ(ObjSequenceFileName("/s/frame12", 5, 0), "/s/frame05.frame12");
-    // Empty dot-pieces are dropped like empty path pieces, so a leading dot shifts the prefix cut.
-    EXPECT_EQ(ObjSequenceFileName("/s/.cache_01.obj", 5, 0), "/s/cache_005.obj");
-    EXPECT_EQ(ObjSequenceFileName("/s/mesh_01..obj", 5, 0), "/s/mesh_05.obj");
-}
-
-TEST(ObjSequenceFileName, NegativeAndWrappingFrameNumbers) {
-    EXPECT_EQ(ObjSequenceFileName("/s/mesh_0001.obj", -5, 0), "/s/mesh_-005.obj");
-    EXPECT_EQ(ObjSequenceFileName("/s/mesh_0001.obj", 3, -10), "/s/mesh_-007.obj");
-    EXPECT_EQ(ObjSequenceFileName("/s/mesh_0001.obj", INT_MAX, 1), "/s/mesh_-2147483648.obj");
-    EXPECT_EQ(ObjSequenceFileName("/s/mesh_0001.obj", INT_MIN, -1), "/s/mesh_2147483647.obj");
+TEST(ObjSequenceFileName, TheLiteralRuleAndItsOddButRequiredConsequences) {
+    const struct {
+        const char* path;
+        int frame, offset;
+        const char* expected;
+    } cases[] = {
+        {"/data/seq/mesh_0001.obj", 12, 0, "/data/seq/mesh_0012.obj"},
+        {"/data/seq/mesh_0001.obj", 12, -2, "/data/seq/mesh_0010.obj"},
+        {"/data/seq/mesh_9876.obj", 3, 0, "/data/seq/mesh_0003.obj"}, // the digits' value is never used
+        {"/data/seq/mesh_0001.obj", 12345, 0, "/data/seq/mesh_12345.obj"},
+        {"", 1, 0, "NULL"},
+        {"////", 1, 0, "NULL"},
+        {"/data/mesh.obj", 1, 0, "NOT A SEQUENCE FILE"},
+        {"/shot01/take2/mesh.obj", 1, 0, "NOT A SEQUENCE FILE"}, // digits in folders do not count
+        // Always rooted at "/", empty path pieces dropped.
+        {"data/a_01.obj", 1, 0, "/data/a_01.obj"},
+        {"//data//seq///mesh_01.obj/", 2, 0, "/data/seq/mesh_02.obj"},
+        {"./seq/../mesh_1.obj", 4, 0, "/./seq/../mesh_4.obj"},
+        // Every digit of the name counts towards the width; the number starts at the first one.
+        {"/s/shot1_0010.obj", 12, 0, "/s/shot00012.obj"},
+        {"/s/mesh_01.ob2", 5, 0, "/s/mesh_005.ob2"},
+        // Middle dot-pieces are dropped; the prefix comes from the first dot-piece only.
+        {"/s/mesh.0001.obj", 5, 0, "/s/mesh0005.obj"},
+        {"/s/mesh_0001.final.v2.obj", 5, 0, "/s/mesh_00005.obj"},
+        {"0001.obj", 5, 0, "/0005.obj"},
+        {"/s/frame12", 5, 0, "/s/frame05.frame12"}, // without a dot the name is the extension too
+        {"/s/.cache_01.obj", 5, 0, "/s/cache_005.obj"},
+        {"/s/mesh_01..obj", 5, 0, "/s/mesh_05.obj"},
+        // Negative frames, and sums that wrap around.
+        {"/s/mesh_0001.obj", 3, -10, "/s/mesh_-007.obj"},
+        {"/s/mesh_0001.obj", INT_MAX, 1, "/s/mesh_-2147483648.obj"},
+        {"/s/mesh_0001.obj", INT_MIN, -1, "/s/mesh_2147483647.obj"},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(ObjSequenceFileName(c.path, c.frame, c.offset), c.expected)
+            << c.path << " at " << c.frame << " + " << c.offset;
 }
 
 TEST(ObjSequenceFileName, AResolvedNameResolvesAgainToTheSameSequence) {
@@ -229,86 +215,53 @@ TEST(ObjSequenceFileName, AResolvedNameResolvesAgainToTheSameSequence) {
 // ---------------------------------------------------------------------------------------------
 // Reader: face records
 
-TEST(ObjReaderFaces, SlashFormsKeepOnlyTheVertexIndex) {
-    const KObjMesh mesh = parse("f 1/1/1 2/2/2 3/3/3 4/4/4\nf 7//2 8//3 9//1\nf 5/6 6/7 7/8\n");
-    EXPECT_EQ(mesh.polygonCounts, KIntArray({4, 3, 3}));
-    EXPECT_EQ(mesh.polygonConnects, KIntArray({0, 1, 2, 3, 6, 7, 8, 4, 5, 6}));
-    EXPECT_TRUE(mesh.points.empty());
-}
-
-TEST(ObjReaderFaces, BlanksMakeTokensAsGetlineDoes) {
-    // One trailing blank makes no token; two make one empty token (value 0, index -1).
-    EXPECT_EQ(parse("f 1 2 3 ").polygonCounts, KIntArray({3}));
-    const KObjMesh twoTrailing = parse("f 1 2 3  \n");
-    EXPECT_EQ(twoTrailing.polygonCounts, KIntArray({4}));
-    EXPECT_EQ(twoTrailing.polygonConnects, KIntArray({0, 1, 2, -1}));
-    EXPECT_EQ(parse("f 1 2 3    ").polygonCounts, KIntArray({6}));
-    // Two blanks in a row and a blank right after "f ".
-    EXPECT_EQ(parse("f 1  2\n").polygonConnects, KIntArray({0, -1, 1}));
-    EXPECT_EQ(parse("f  1 2\n").polygonConnects, KIntArray({-1, 0, 1}));
-    // "f " with nothing after it is a face record of count 0.
-    const KObjMesh empty = parse("f \nf 1 2 3\nf ");
-    EXPECT_EQ(empty.polygonCounts, KIntArray({0, 3, 0}));
-    EXPECT_EQ(empty.polygonConnects, KIntArray({0, 1, 2}));
-}
-
-TEST(ObjReaderFaces, TabsAndCarriageReturns) {
-    // A tab after the record letter makes the line something else; tabs between indices are
-    // not separators, so strtol reads the first index only.
-    EXPECT_TRUE(parse("f\t1 2 3\n").polygonCounts.empty());
-    const KObjMesh tabs = parse("f 1\t2\t3\n");
-    EXPECT_EQ(tabs.polygonCounts, KIntArray({1}));
-    EXPECT_EQ(tabs.polygonConnects, KIntArray({0}));
-    // strtol skips leading tabs.
-    EXPECT_EQ(parse("f \t5 6\n").polygonConnects, KIntArray({4, 5}));
-    // "\r" stays in the line: after a digit it ends the number, on its own it is an empty token.
-    const KObjMesh crlf = parse("f 1 2 3\r\nf 4 5 6 \r\nf \r\n");
-    EXPECT_EQ(crlf.polygonCounts, KIntArray({3, 4, 1}));
-    EXPECT_EQ(crlf.polygonConnects, KIntArray({0, 1, 2, 3, 4, 5, -1, -1}));
-}
-
-TEST(ObjReaderFaces, ZeroNegativeAndHugeIndicesPassUnresolved) {
-    const KObjMesh mesh = parse("f 0 -1 -2 +5 x 3x\n");
-    EXPECT_EQ(mesh.polygonConnects, KIntArray({-1, -2, -3, 4, -1, 2}));
-    // strtol clamps to the long range; the value minus one is narrowed to 32 bits.
-    const KObjMesh huge =
-        parse("f 99999999999999999999 -99999999999999999999 4294967297 2147483648 -2147483648\n");
-    EXPECT_EQ(huge.polygonConnects, KIntArray({-2, -1, 0, INT_MAX, INT_MAX}));
-}
-
-TEST(ObjReaderFaces, RandomTokensAgreeWithStrtol) {
-    std::mt19937 random(11);
-    const std::string alphabet = "0123456789+-/\t\rx. 0123456789";
-    for (int trial = 0; trial < 2000; ++trial) {
-        std::string line = "f ";
-        const int length = static_cast<int>(random() % 40);
-        for (int i = 0; i < length; ++i)
-            line += alphabet[random() % alphabet.size()];
-        if (random() % 8 == 0)
-            line += std::string(25, '9');
-        const std::string text = line + (random() % 2 ? "\n" : "");
-        ASSERT_TRUE(sameMesh(parse(text), referenceParse(text))) << "line: " << line;
+TEST(ObjReaderFaces, TokensAsGetlineSplitsThemAndIndicesAsStrtolReadsThem) {
+    const struct {
+        const char* text;
+        std::vector<int> counts, connects;
+    } cases[] = {
+        // Only the vertex index of a slash form is read.
+        {"f 1/1/1 2/2/2 3/3/3 4/4/4\nf 7//2 8//3 9//1\n", {4, 3}, {0, 1, 2, 3, 6, 7, 8}},
+        // One trailing blank makes no token; two make an empty one (value 0, index -1).
+        {"f 1 2 3 ", {3}, {0, 1, 2}},
+        {"f 1 2 3  \n", {4}, {0, 1, 2, -1}},
+        {"f 1  2\nf  1 2\n", {3, 3}, {0, -1, 1, -1, 0, 1}},
+        {"f \nf 1 2 3\nf ", {0, 3, 0}, {0, 1, 2}}, // an empty record is a face of count 0
+        // A tab after "f" makes the line something else; tabs between indices do not separate.
+        {"f\t1 2 3\nf 1\t2\t3\nf \t5 6\n", {1, 2}, {0, 4, 5}},
+        // "\r" stays in the line: after a digit it ends the number, alone it is an empty token.
+        {"f 1 2 3\r\nf 4 5 6 \r\nf \r\n", {3, 4, 1}, {0, 1, 2, 3, 4, 5, -1, -1}},
+        // Zero, relative and odd indices pass unresolved; huge ones clamp to long, then wrap.
+        {"f 0 -1 -2 +5 x 3x\n", {6}, {-1, -2, -3, 4, -1, 2}},
+        {"f 99999999999999999999 -99999999999999999999 4294967297 2147483648 -2147483648\n",
+         {5},
+         {-2, -1, 0, INT_MAX, INT_MAX}},
+    };
+    for (const auto& c : cases) {
+        const KObjMesh mesh = parse(c.text);
+        EXPECT_EQ(static_cast<const std::vector<int>&>(mesh.polygonCounts), c.counts) << c.text;
+        EXPECT_EQ(static_cast<const std::vector<int>&>(mesh.polygonConnects), c.connects) << c.text;
+        EXPECT_TRUE(mesh.points.empty());
     }
+}
+
+TEST(ObjReaderFaces, FacesTheHostCannotBuildAreLeftOutInFileOrder) {
+    // 4 points: keeps faces 1 (triangle), 5 (quad) and 7 (a vertex named twice is valid).
+    KObjMesh mesh = parse("v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\n"
+                          "f 1 2\nf 1 2 3\nf\nf 1 2 3  \nf 1 2 5\nf 1 2 3 4\nf 0 1 2\nf 1 2 2\nf -1 -2 -3\n");
+    EXPECT_EQ(RemoveUnbuildableFaces(mesh), 5);
+    EXPECT_EQ(mesh.polygonCounts, KIntArray({3, 4, 3}));
+    EXPECT_EQ(mesh.polygonConnects, KIntArray({0, 1, 2, 0, 1, 2, 3, 0, 1, 1}));
+    EXPECT_EQ(mesh.points.size(), 4u) << "points are never removed";
+    EXPECT_EQ(RemoveUnbuildableFaces(mesh), 0);
+
+    KObjMesh noPoints = parse("f 1 2 3\n");
+    EXPECT_EQ(RemoveUnbuildableFaces(noPoints), 1);
+    EXPECT_TRUE(noPoints.polygonConnects.empty());
 }
 
 // ---------------------------------------------------------------------------------------------
 // Reader: vertex records
-
-TEST(ObjReaderVertices, ReadsThreeNumbersAndIgnoresTheRest) {
-    const KObjMesh mesh = parse("v 1 2 3\nv -1.5 2.25e2 -3E-1 0.5 0.6 0.7\nv\t1\t2\t3 \n v 9 9 9\nV 9 9 9\n");
-    ASSERT_EQ(mesh.points.size(), 2u);
-    EXPECT_EQ(mesh.points[0].x, 1.0);
-    EXPECT_EQ(mesh.points[0].y, 2.0);
-    EXPECT_EQ(mesh.points[0].z, 3.0);
-    EXPECT_EQ(mesh.points[0].w, 1.0);
-    EXPECT_EQ(mesh.points[1].x, -1.5);
-    EXPECT_EQ(mesh.points[1].y, 225.0);
-    EXPECT_EQ(mesh.points[1].z, -0.3);
-    EXPECT_EQ(mesh.points[1].w, 1.0);
-    // Within a "v " line, tabs do separate numbers (stream extraction skips all blank space).
-    EXPECT_EQ(parse("v 1\t2\t3\r\n").points.size(), 1u);
-    EXPECT_EQ(parse("v 1\t2\t3\r\n").points[0].z, 3.0);
-}
 
 TEST(ObjReaderVertices, OddLinesFailAsStreamExtractionFails) {
     struct Case {
@@ -316,6 +269,9 @@ TEST(ObjReaderVertices, OddLinesFailAsStreamExtractionFails) {
         double x, y, z;
     };
     const Case cases[] = {
+        {"v 1 2 3", 1, 2, 3},
+        {"v -1.5 2.25e2 -3E-1 0.5 0.6 0.7", -1.5, 225, -0.3}, // numbers after the third ignored
+        {"v 1\t2\t3\r", 1, 2, 3},                             // all blank space separates
         {"v ", 0, 0, 0},
         {"v 1 2", 1, 2, 0},
         {"v 1 2 ", 1, 2, 0},
@@ -340,39 +296,28 @@ TEST(ObjReaderVertices, OddLinesFailAsStreamExtractionFails) {
     for (const Case& c : cases) {
         const KObjMesh mesh = parse(c.line + "\n");
         ASSERT_EQ(mesh.points.size(), 1u) << c.line;
+        EXPECT_EQ(mesh.points[0].w, 1.0);
         EXPECT_EQ(mesh.points[0].x, c.x) << c.line;
         EXPECT_EQ(mesh.points[0].y, c.y) << c.line;
         EXPECT_EQ(mesh.points[0].z, c.z) << c.line;
         EXPECT_TRUE(sameMesh(mesh, referenceParse(c.line + "\n"))) << c.line;
     }
     EXPECT_TRUE(std::signbit(parse("v -0 0 0").points[0].x));
+    EXPECT_TRUE(parse("v\t1 2 3\n v 1 2 3\nV 1 2 3\n").points.empty()) << "not \"v \" records";
 }
 
 TEST(ObjReaderVertices, NumbersEqualStreamExtractionBitForBit) {
     std::mt19937_64 random(2024);
-    std::vector<std::string> numbers = {"0",
-                                        "-0",
-                                        "0.1",
-                                        "0.30000000000000004",
-                                        "1.7976931348623157e308",
-                                        "1.7976931348623158e308",
-                                        "1.7976931348623159e308",
-                                        "2.2250738585072011e-308",
-                                        "2.2250738585072014e-308",
-                                        "4.9406564584124654e-324",
-                                        "2.4703282292062327e-324",
-                                        "2.4703282292062328e-324",
-                                        "9007199254740993",
-                                        "9007199254740992.5",
-                                        "123456789012345678901234567890",
-                                        "0.000000000000000000000000000001",
-                                        "00000000000000000000000012.5",
-                                        "1e22",
-                                        "1e23",
-                                        "8.98846567431158e307",
-                                        "+.5e+3",
-                                        "7.e-2",
-                                        "2.5E-0010"};
+    // Rounding boundaries, subnormals, overflow, long mantissas and odd spellings.
+    std::vector<std::string> numbers;
+    std::istringstream specials(
+        "0 -0 0.1 0.30000000000000004 1.7976931348623157e308 1.7976931348623158e308 "
+        "1.7976931348623159e308 2.2250738585072011e-308 2.2250738585072014e-308 4.9406564584124654e-324 "
+        "2.4703282292062327e-324 2.4703282292062328e-324 9007199254740993 9007199254740992.5 "
+        "123456789012345678901234567890 0.000000000000000000000000000001 00000000000000000000000012.5 1e22 "
+        "1e23 8.98846567431158e307 +.5e+3 7.e-2 2.5E-0010");
+    for (std::string number; specials >> number;)
+        numbers.push_back(number);
     char text[64];
     for (int i = 0; i < 20000; ++i) {
         double value;
@@ -430,7 +375,7 @@ TEST(ObjReaderFiles, RandomMixedTextAgreesWithTheStandardLibraryReader) {
     const char* heads[] = {"v ", "f ", "vt ", "vn ", "v\t", "f\t", "# ", "", " ", "o ", "v", "f"};
     // NUL included: lines are byte strings, not C strings.
     const std::string alphabet = std::string("0123456789 ./-+eE\t\rxv") + '\0';
-    for (int trial = 0; trial < 300; ++trial) {
+    for (int trial = 0; trial < 2000; ++trial) {
         std::string text;
         const int lines = static_cast<int>(random() % 30);
         for (int l = 0; l < lines; ++l) {
@@ -438,6 +383,8 @@ TEST(ObjReaderFiles, RandomMixedTextAgreesWithTheStandardLibraryReader) {
             const int length = static_cast<int>(random() % 30);
             for (int i = 0; i < length; ++i)
                 text += alphabet[random() % alphabet.size()];
+            if (random() % 8 == 0)
+                text += std::string(25, '9'); // beyond the long range of strtol
             text += '\n';
         }
         if (!text.empty() && random() % 2)
@@ -537,15 +484,4 @@ TEST(ObjReaderFiles, RealSequenceFramesMatchTheStandardLibraryReader) {
     }
     // One past the end of the sequence does not exist.
     EXPECT_FALSE(ReadObjFile(ObjSequenceFileName(path, 251, 0), mesh));
-}
-
-TEST(ObjReaderFiles, RealScanMatchesTheStandardLibraryReader) {
-    const std::string file = "meshes/bunny.obj";
-    KELNO_REQUIRE_DATA(file);
-    KObjMesh mesh, expected;
-    ASSERT_TRUE(ReadObjFile(KelnoTest::dataPath(file), mesh));
-    ASSERT_TRUE(referenceRead(KelnoTest::dataPath(file), expected));
-    EXPECT_EQ(mesh.points.size(), 35947u);
-    EXPECT_EQ(mesh.polygonCounts.size(), 69451u);
-    EXPECT_TRUE(sameMesh(mesh, expected));
 }

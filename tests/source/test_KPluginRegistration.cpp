@@ -9,6 +9,8 @@
 #include <maya/MPxCommand.h>
 #include <maya/MSyntax.h>
 
+#include "support/KPluginTables.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -27,25 +29,9 @@ template <int N> struct TCommand : MPxCommand {
 };
 MHWRender::MPxDrawOverride* drawOverrideCreator(const MObject&) { return nullptr; }
 
-const char* const kNodeNames[] = {"KMeshLoader", "KMeshClipper",       "KMeshXFormBinder", "KEnvSphere",
-                                  "KAbcViewer",  "KAbcViewerInstance", "KTreeSkeletonGen"};
-const unsigned int kNodeIds[] = {0x90003, 0x90001, 0x90002, 0x90004, 0x82009, 0x82010, 0x90006};
-const char* const kCommandNames[] = {"KGetXForm",
-                                     "KExportUVs",
-                                     "KImportUVs",
-                                     "KTransferUVs",
-                                     "KCheckCollisionCmd",
-                                     "KCollisionMapGenCmd",
-                                     "KDetectInsideComponentsCmd",
-                                     "KDelaunay2DCmd",
-                                     "KTreeSkeletonGenCmd"};
-const char* const kScripts[] = {"KelnoUtils.mel",          "KelnoMenu.mel",
-                                "KEnvSphere.mel",          "KAbcViewer.mel",
-                                "KMeshLoader.mel",         "KMeshClipper.mel",
-                                "KUVTransferWin.mel",      "KMeshXFormBinder.mel",
-                                "KCollisionMapGenWin.mel", "KDetectInsideComponents.mel",
-                                "KDelaunay2DCmd.mel",      "KTreeSkeletonGen.mel",
-                                "KTreeSkeletonGenCmd.mel", nullptr};
+using KelnoTest::kCommandNames;
+using KelnoTest::kNodeTypeIds;
+using KelnoTest::kNodeTypeNames;
 
 struct Tables {
     MString names[7], classifications[7], registrants[7], commands[9];
@@ -59,9 +45,9 @@ struct Tables {
                                              &TNode<3>::creator, &TNode<4>::creator, &TNode<5>::creator,
                                              &TNode<6>::creator};
         for (int i = 0; i < 7; ++i) {
-            names[i] = kNodeNames[i];
-            ids[i] = MTypeId(kNodeIds[i]);
-            const bool locator = i >= 3;
+            names[i] = kNodeTypeNames[i];
+            ids[i] = MTypeId(kNodeTypeIds[i]);
+            const bool locator = i >= KelnoTest::kFirstLocator;
             classifications[i] = MString("drawdb/geometry/") + names[i];
             registrants[i] = names[i] + "NodePlugin";
             nodes[i] = KNodeRegistration{&names[i],
@@ -81,7 +67,8 @@ struct Tables {
                 KCommandRegistration{&commands[i], &TCommand<0>::creator, &TCommand<0>::newSyntax};
         }
         commandRows[9] = KCommandRegistration{nullptr, nullptr, nullptr};
-        tables = KPluginTables{nodes, commandRows, kScripts, "CreateKelnoMenu", "DeleteKelnoMenu"};
+        tables = KPluginTables{nodes, commandRows, KelnoTest::kPluginScripts, "CreateKelnoMenu",
+                               "DeleteKelnoMenu"};
     }
 };
 
@@ -115,19 +102,26 @@ std::vector<std::string> calls(bool includeFailed = false) {
     return out;
 }
 
-std::vector<std::string> expectedRegistration() {
+// Every call of a full registration (or deregistration), in order, as calls() writes them.
+std::vector<std::string> expectedCalls(bool registering) {
+    const std::string prefix = registering ? "register" : "deregister";
     std::vector<std::string> out;
     char id[16];
     for (int i = 0; i < 7; ++i) {
-        std::snprintf(id, sizeof id, "0x%x", kNodeIds[i]);
-        out.push_back(std::string("registerNode ") + kNodeNames[i] + " " + id);
-        if (i >= 3)
-            out.push_back(std::string("registerDrawOverrideCreator drawdb/geometry/") + kNodeNames[i] + " " +
-                          kNodeNames[i] + "NodePlugin");
+        std::snprintf(id, sizeof id, "0x%x", kNodeTypeIds[i]);
+        const std::string node = prefix + "Node " + kNodeTypeNames[i] + " " + id;
+        const std::string draw = prefix + "DrawOverrideCreator drawdb/geometry/" + kNodeTypeNames[i] + " " +
+                                 kNodeTypeNames[i] + "NodePlugin";
+        if (i >= KelnoTest::kFirstLocator && !registering)
+            out.push_back(draw);
+        out.push_back(node);
+        if (i >= KelnoTest::kFirstLocator && registering)
+            out.push_back(draw);
     }
     for (const char* c : kCommandNames)
-        out.push_back(std::string("registerCommand ") + c);
-    out.push_back("registerUI CreateKelnoMenu DeleteKelnoMenu");
+        out.push_back(prefix + "Command " + c);
+    if (registering)
+        out.push_back("registerUI CreateKelnoMenu DeleteKelnoMenu");
     return out;
 }
 
@@ -164,126 +158,70 @@ class KPluginRegistrationTest : public testing::Test {
     MObject pluginObject;
 };
 
-TEST_F(KPluginRegistrationTest, RegistersNodesEachLocatorWithItsOverrideThenCommandsScriptsAndMenu) {
+TEST_F(KPluginRegistrationTest, RegistersAndDeregistersEverythingInTableOrder) {
     std::string err;
     ASSERT_TRUE(registerAll(&err));
     EXPECT_EQ(err, "");
-    EXPECT_EQ(calls(true), expectedRegistration());
-    EXPECT_EQ(sourced(), std::vector<std::string>(kScripts, kScripts + 13));
-
-    for (int i = 0; i < 7; ++i) {
-        const Host::NodeTypeInfo* info = Host::nodeType(kNodeNames[i]);
-        ASSERT_NE(info, nullptr) << kNodeNames[i];
-        EXPECT_EQ(info->id, kNodeIds[i]);
-        EXPECT_EQ(info->kind, i < 3 ? MPxNode::kDependNode : MPxNode::kLocatorNode);
-        EXPECT_EQ(info->classification, i < 3 ? "" : std::string("drawdb/geometry/") + kNodeNames[i]);
-    }
-    EXPECT_EQ(Host::registeredDrawOverrides().size(), 4u);
-    EXPECT_EQ(Host::registeredCommands().size(), 9u);
-    const Host::PluginInfo* info = Host::pluginInfo("KelnoTables");
-    ASSERT_NE(info, nullptr);
-    EXPECT_EQ(info->uiProcedures, (std::vector<std::string>{"CreateKelnoMenu", "DeleteKelnoMenu", "", ""}));
-}
-
-TEST_F(KPluginRegistrationTest, MissingScriptsDoNotFailTheLoad) {
-    std::string err;
-    ASSERT_TRUE(registerAll(&err));
+    EXPECT_EQ(calls(true), expectedCalls(true));
+    EXPECT_EQ(sourced(), std::vector<std::string>(KelnoTest::kPluginScripts,
+                                                  KelnoTest::kPluginScripts + KelnoTest::kScriptCount));
     for (const auto& s : Host::sourcedScripts())
-        EXPECT_FALSE(s.found) << s.name;
-}
+        EXPECT_FALSE(s.found) << "a missing script does not fail the load";
+    for (int i = 0; i < 7; ++i) {
+        const Host::NodeTypeInfo* info = Host::nodeType(kNodeTypeNames[i]);
+        ASSERT_NE(info, nullptr) << kNodeTypeNames[i];
+        const bool locator = i >= KelnoTest::kFirstLocator;
+        EXPECT_EQ(info->kind, locator ? MPxNode::kLocatorNode : MPxNode::kDependNode);
+        EXPECT_EQ(info->classification, locator ? std::string("drawdb/geometry/") + kNodeTypeNames[i] : "");
+    }
+    EXPECT_EQ(Host::pluginInfo("KelnoTables")->uiProcedures,
+              (std::vector<std::string>{"CreateKelnoMenu", "DeleteKelnoMenu", "", ""}));
 
-TEST_F(KPluginRegistrationTest, FailingNodeStopsEverythingAfterIt) {
-    Host::failNthCall(Host::Call::RegisterNode, 5); // KAbcViewer
-    std::string err;
-    MStatus st = registerAll(&err);
-    EXPECT_EQ(st, MS::kFailure);
-    EXPECT_EQ(err, std::string("Failed to register: KAbcViewer: ") + st.errorString().asChar() + "\n");
-    const std::vector<std::string> all = expectedRegistration();
-    std::vector<std::string> expected(all.begin(), all.begin() + 5);
-    EXPECT_EQ(calls(), expected) << "nodes 1-4 and the KEnvSphere override, nothing else";
-    EXPECT_EQ(Host::nodeType("KAbcViewer"), nullptr);
-    EXPECT_TRUE(Host::registeredCommands().empty());
-    EXPECT_TRUE(Host::sourcedScripts().empty());
-}
-
-TEST_F(KPluginRegistrationTest, FailingDrawOverrideNamesTheRegistrantAndKeepsTheNode) {
-    Host::failNthCall(Host::Call::RegisterDrawOverride, 4); // KTreeSkeletonGen's
-    std::string err;
-    MStatus st = registerAll(&err);
-    EXPECT_FALSE(st);
-    EXPECT_EQ(err, std::string("Failed to register: KTreeSkeletonGenNodePlugin: ") +
-                       st.errorString().asChar() + "\n");
-    EXPECT_NE(Host::nodeType("KTreeSkeletonGen"), nullptr);
-    EXPECT_EQ(Host::registeredDrawOverrides().size(), 3u);
-    EXPECT_TRUE(Host::registeredCommands().empty());
-    EXPECT_TRUE(Host::sourcedScripts().empty());
-    for (const std::string& c : calls())
-        EXPECT_EQ(c.find("registerUI"), std::string::npos);
-}
-
-TEST_F(KPluginRegistrationTest, FailingCommandStopsBeforeScripts) {
-    Host::failNthCall(Host::Call::RegisterCommand, 3);
-    std::string err;
-    EXPECT_FALSE(registerAll(&err));
-    EXPECT_EQ(err.rfind("Failed to register: KImportUVs: ", 0), 0u) << err;
-    ASSERT_EQ(Host::registeredCommands().size(), 2u);
-    EXPECT_EQ(Host::registeredCommands()[1].name, "KExportUVs");
-    EXPECT_TRUE(Host::sourcedScripts().empty());
-}
-
-TEST_F(KPluginRegistrationTest, DeregistersInRegistrationOrderOverrideBeforeNode) {
-    std::string err;
-    ASSERT_TRUE(registerAll(&err));
     Host::clearRegistrationLog();
     ASSERT_TRUE(deregisterAll(&err));
     EXPECT_EQ(err, "");
-    std::vector<std::string> expected;
-    char id[16];
-    for (int i = 0; i < 7; ++i) {
-        std::snprintf(id, sizeof id, "0x%x", kNodeIds[i]);
-        if (i >= 3)
-            expected.push_back(std::string("deregisterDrawOverrideCreator drawdb/geometry/") + kNodeNames[i] +
-                               " " + kNodeNames[i] + "NodePlugin");
-        expected.push_back(std::string("deregisterNode ") + kNodeNames[i] + " " + id);
-    }
-    for (const char* c : kCommandNames)
-        expected.push_back(std::string("deregisterCommand ") + c);
-    EXPECT_EQ(calls(true), expected);
+    EXPECT_EQ(calls(true), expectedCalls(false)) << "same order as registration, each override first";
     EXPECT_TRUE(Host::registeredDrawOverrides().empty());
     EXPECT_TRUE(Host::registeredCommands().empty());
-    EXPECT_EQ(Host::nodeType("KMeshLoader"), nullptr);
 }
 
-TEST_F(KPluginRegistrationTest, FailingOverrideDeregistrationNamesTheNodeAndStops) {
-    std::string err;
-    ASSERT_TRUE(registerAll(&err));
-    Host::failNthCall(Host::Call::DeregisterDrawOverride, 2); // KAbcViewer's
-    MStatus st = deregisterAll(&err);
-    EXPECT_FALSE(st);
-    EXPECT_EQ(err, std::string("Failed to deregister: KAbcViewer: ") + st.errorString().asChar() + "\n");
-    EXPECT_EQ(Host::nodeType("KEnvSphere"), nullptr);
-    EXPECT_NE(Host::nodeType("KAbcViewer"), nullptr);
-    EXPECT_NE(Host::nodeType("KTreeSkeletonGen"), nullptr);
-    EXPECT_EQ(Host::registeredDrawOverrides().size(), 3u);
-    EXPECT_EQ(Host::registeredCommands().size(), 9u);
-}
-
-TEST_F(KPluginRegistrationTest, FailingNodeOrCommandDeregistrationNamesIt) {
-    std::string err;
-    ASSERT_TRUE(registerAll(&err));
-    Host::failNthCall(Host::Call::DeregisterNode, 2);
-    EXPECT_FALSE(deregisterAll(&err));
-    EXPECT_EQ(err.rfind("Failed to deregister: KMeshClipper: ", 0), 0u) << err;
-    EXPECT_EQ(Host::nodeType("KMeshLoader"), nullptr);
-    EXPECT_NE(Host::nodeType("KMeshXFormBinder"), nullptr);
-
-    Host::resetSession();
-    pluginObject = Host::inProcessPlugin("KelnoTables");
-    ASSERT_TRUE(registerAll(&err));
-    Host::failNthCall(Host::Call::DeregisterCommand, 4);
-    EXPECT_FALSE(deregisterAll(&err));
-    EXPECT_EQ(err.rfind("Failed to deregister: KTransferUVs: ", 0), 0u) << err;
-    EXPECT_EQ(Host::registeredCommands().size(), 6u);
+TEST_F(KPluginRegistrationTest, TheFirstFailureIsReportedAndEndsTheWalk) {
+    struct Case {
+        bool registering;
+        Host::Call call;
+        int nth;
+        const char* message; // what perror is given
+        int done;            // calls that succeeded before it
+    } cases[] = {
+        {true, Host::Call::RegisterNode, 5, "Failed to register: KAbcViewer", 5},
+        {true, Host::Call::RegisterDrawOverride, 4, "Failed to register: KTreeSkeletonGenNodePlugin", 10},
+        {true, Host::Call::RegisterCommand, 3, "Failed to register: KImportUVs", 13},
+        {false, Host::Call::DeregisterNode, 2, "Failed to deregister: KMeshClipper", 1},
+        {false, Host::Call::DeregisterDrawOverride, 2, "Failed to deregister: KAbcViewer", 5},
+        {false, Host::Call::DeregisterCommand, 4, "Failed to deregister: KTransferUVs", 14},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.message);
+        Host::resetSession();
+        pluginObject = Host::inProcessPlugin("KelnoTables");
+        std::string err;
+        if (!c.registering) {
+            ASSERT_TRUE(registerAll(&err));
+            Host::clearRegistrationLog();
+        }
+        Host::failNthCall(c.call, c.nth);
+        const MStatus st = c.registering ? registerAll(&err) : deregisterAll(&err);
+        EXPECT_EQ(st, MS::kFailure);
+        EXPECT_EQ(err, std::string(c.message) + ": " + st.errorString().asChar() + "\n");
+        const std::vector<std::string> all = expectedCalls(c.registering);
+        EXPECT_EQ(calls(), std::vector<std::string>(all.begin(), all.begin() + c.done));
+        if (c.registering) {
+            EXPECT_TRUE(Host::sourcedScripts().empty()) << "nothing after the failure";
+        }
+        if (c.call == Host::Call::RegisterDrawOverride) {
+            EXPECT_NE(Host::nodeType("KTreeSkeletonGen"), nullptr) << "the node stays registered";
+        }
+    }
 }
 
 } // namespace

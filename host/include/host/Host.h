@@ -6,25 +6,46 @@
 // Nothing here is part of the host API the plug-in compiles against; plug-in code includes
 // only <maya/...> headers.
 //
-// Where the stand-in is simpler than the host (deliberately; tests must not rely on more):
+// Where the stand-in is simpler than the host, and why that cannot matter to the plug-in
+// (tests must not rely on more than the host promises):
 //   - node names are unique across the whole scene (the host only needs unique DAG paths), so a
-//     partial path name is the node's own name;
+//     partial path name is the node's own name: the plug-in looks nodes up by the names it is
+//     given and never builds a partial path itself;
 //   - MEL is not interpreted: MGlobal::executeCommand runs registered plug-in commands and
-//     records everything else as done (kSuccess);
-//   - an output is marked clean once compute returns, whether or not compute called setClean;
-//     dirtiness is kept per attribute (all elements of an array attribute together);
-//   - MStatus::perror writes "<text>: (kCode): <description>"; numbers appended to an MString
-//     print like printf's "%g";
-//   - mesh shapes have no history of their own: their outMesh is a copy of their inMesh, and a
-//     mesh that MFnMesh::create refuses (bad counts or indices, polygons under three vertices)
-//     leaves the data object empty;
+//     records everything else as done (kSuccess): the plug-in only fires MEL at the host
+//     ("select -r", "setAttr") and never reads a MEL result back;
+//   - dirtiness is kept per attribute (all elements of an array attribute together): every
+//     output of the plug-in's nodes is a whole attribute, cleaned as a whole;
+//   - MStatus::perror writes "<text>: (kCode): <description>" and numbers appended to an MString
+//     print like printf's "%g": the plug-in writes these texts but never parses them;
+//   - mesh shapes have no history of their own (their outMesh is a copy of their inMesh) and
+//     MFnMesh::create refuses invalid topology, leaving a data object empty: the host promises
+//     nothing there, so the plug-in validates faces before calling it and tests check that
+//     validation, not the refusal;
 //   - MFnMesh::getTriangles clips ears in each face's plane (a convex face becomes the fan of
-//     its corner 0; MFnMesh.h has the rule); the host may pick other diagonals, so tests may
-//     rely only on n - 2 triangles per face, wound like the face and tiling it;
-//   - UV sets are per mesh, not per instance; there is no deleteUVSet, so every mesh made by
-//     MFnMesh::create keeps at least "map1";
-//   - transforms compose scale, rotate (X then Y then Z, radians) and translate only;
-//   - the host keeps no undo queue: command objects are deleted right after doIt.
+//     its corner 0; MFnMesh.h has the rule); the host may pick other diagonals, so the plug-in
+//     and tests rely only on n - 2 triangles per face, wound like the face and tiling it;
+//   - UV sets are per mesh, not per instance, and there is no deleteUVSet, so every mesh made by
+//     MFnMesh::create keeps "map1": the plug-in reads and writes UVs of uninstanced meshes and
+//     never deletes a set;
+//   - transforms compose scale, rotate (X then Y then Z, radians) and translate only, without
+//     pivots, shear or joint orients: the plug-in only reads world matrices through the host,
+//     and the tests place objects with those three attributes;
+//   - there is no active selection: MArgDatabase::getObjects gives only the objects named on
+//     the command line (an empty list when none is named, even with useSelectionAsDefault);
+//     tests name the objects a command works on;
+//   - an MTime unit of kInvalid or kUserDef stands for the user interface unit: the plug-in
+//     only uses named units and MTime::uiUnit();
+//   - MDGModifier cannot undo deleteNode or newPlugValue (kNotImplemented) and undoing
+//     commandToExecute does not undo the MEL: the plug-in's commands are not undoable and use a
+//     modifier only to run their "select -r" command;
+//   - the host never calls MPxNode::setDependentsDirty and inheritAttributesFrom is not
+//     implemented: the plug-in's nodes declare attributeAffects and override neither;
+//   - with instancing, MDagPath::getAPathTo follows each node's first parent: the plug-in reads
+//     the first instance of an instanced shape, as its helpers document;
+//   - MDagPath::extendToShape follows the class reference (exactly one non-intermediate shape
+//     below, otherwise kFailure); an older guide page says the host takes the first shape, so
+//     the mesh helpers choose the shape themselves and do not depend on either reading.
 // Host type IDs are taken from 0x7fff0001 upwards, a range no plug-in registers.
 #pragma once
 
@@ -197,5 +218,10 @@ struct CommandResult {
 // Runs a registered command with the words of its invocation ("-flag", "value", ...), as MEL
 // would, and returns the status of doIt and the result it set.
 CommandResult runCommand(const std::string& name, const std::vector<std::string>& args);
+// The Edit menu's undo and redo: the last undoable command's undoIt, or the last undone one's
+// redoIt. kFailure when there is nothing to undo or redo. The queue is flushed by resetSession
+// and when a plug-in is unloaded.
+MStatus undo();
+MStatus redo();
 
 } // namespace Host

@@ -27,6 +27,7 @@ class OPENMAYA_EXPORT MArgParser {
     MStatus getFlagArgument(const char* flag, unsigned int index, double& result) const;
     MStatus getFlagArgument(const char* flag, unsigned int index, MString& result) const;
     MStatus getFlagArgument(const char* flag, unsigned int index, unsigned int& result) const;
+    MStatus getCommandArgument(unsigned int index, bool& result) const;
     MStatus getCommandArgument(unsigned int index, int& result) const;
     MStatus getCommandArgument(unsigned int index, double& result) const;
     MStatus getCommandArgument(unsigned int index, MString& result) const;

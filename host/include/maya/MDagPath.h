@@ -25,6 +25,9 @@ class OPENMAYA_EXPORT MDagPath {
     MObject node(MStatus* ReturnStatus = NULL) const;
     MObject transform(MStatus* ReturnStatus = NULL) const;
     unsigned int length(MStatus* ReturnStatus = NULL) const;
+    // A path to a shape is left as it is. A path to a transform is extended to the one shape
+    // below it that is not an intermediate object; kFailure (path unchanged) when there is no
+    // such shape or more than one.
     MStatus extendToShape();
     MStatus push(const MObject& child);
     MStatus pop(unsigned int num = 1);

@@ -1,5 +1,8 @@
 // Stand-in for Maya's MFnDagNode: DAG nodes (transforms and shapes), their parents, children
 // and path names. Only DAG nodes attach; a dependency node does not.
+//
+// A transform may hold several shapes: a deformed mesh keeps its undeformed input as an
+// intermediate object beside the shape the user sees.
 #pragma once
 
 #include <maya/MDagPath.h>
@@ -43,6 +46,10 @@ class OPENMAYA_EXPORT MFnDagNode : public MFnDependencyNode {
     MString fullPathName(MStatus* ReturnStatus = NULL) const;
     MString partialPathName(MStatus* ReturnStatus = NULL) const;
     MMatrix transformationMatrix(MStatus* ReturnStatus = NULL) const;
+    // The node's "intermediateObject" attribute: true for a shape kept as the input of its
+    // history (the undeformed "Orig" shape of a deformed mesh), hidden from the user.
+    bool isIntermediateObject(MStatus* ReturnStatus = NULL) const;
+    MStatus setIntermediateObject(bool isIntermediate);
 
   private:
     MDagPath fPath;

@@ -11,7 +11,7 @@ class MPxNode;
 
 class OPENMAYA_EXPORT MFnDependencyNode : public MFnBase {
   public:
-    enum MObjectClass { kLocalDynamicAttr, kNormalAttr, kExtensionAttr, kInvalidAttr };
+    enum MAttrClass { kLocalDynamicAttr = 1, kNormalAttr, kExtensionAttr, kInvalidAttr };
 
     MFnDependencyNode();
     MFnDependencyNode(MObject& object, MStatus* ReturnStatus = NULL);

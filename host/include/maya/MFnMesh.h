@@ -42,10 +42,12 @@ class OPENMAYA_EXPORT MFnMesh : public MFnDagNode {
     MStatus setObject(const MObject& object) override;
 
     // Builds a mesh. With a mesh data object as parentOrOwner the mesh goes into that data
-    // object, which is returned; with the null object a new mesh shape is made under a new
-    // transform and the transform is returned. Fails with kInvalidParameter (returning the
-    // null object and leaving the owner empty) when the counts disagree with the arrays, a
-    // polygon has fewer than three vertices, or an index is outside the vertex array.
+    // object, which is returned; with a transform a new mesh shape is made under it and the
+    // shape is returned; with the null object a new transform and a mesh shape under it are
+    // made and the transform is returned. The topology must be valid: counts that agree with
+    // the arrays, polygons of three or more vertices, indices inside the vertex array. The host
+    // makes no promise for other input (callers validate first); the stand-in refuses it with
+    // kInvalidParameter, returning the null object and leaving a data owner empty.
     MObject create(int numVertices, int numPolygons, const MPointArray& vertexArray,
                    const MIntArray& polygonCounts, const MIntArray& polygonConnects,
                    MObject parentOrOwner = MObject::kNullObj, MStatus* ReturnStatus = NULL);

@@ -1,6 +1,8 @@
 // Stand-in for Maya's MPxCommand: the base of user-defined commands. The host creates one
 // command object per invocation, gives it its syntax, calls doIt with the arguments and keeps
-// the result the command sets.
+// the result the command sets. A command whose isUndoable() answers true after a successful
+// doIt goes on the undo queue (undoIt and redoIt are called from there); any other command
+// object is deleted right after doIt.
 #pragma once
 
 #include <maya/MArgList.h>
@@ -21,18 +23,17 @@ class OPENMAYA_EXPORT MPxCommand {
     MPxCommand();
     virtual ~MPxCommand();
 
-    virtual MStatus doIt(const MArgList& args) = 0;
+    virtual MStatus doIt(const MArgList& args);
     virtual MStatus undoIt();
     virtual MStatus redoIt();
     virtual bool isUndoable() const;
     virtual bool hasSyntax() const;
 
-    MSyntax syntax(MStatus* ReturnStatus = NULL) const;
-    bool isHistoryOn(MStatus* ReturnStatus = NULL) const;
-    MString commandString(MStatus* ReturnStatus = NULL) const;
+    MSyntax syntax() const;
+    bool isHistoryOn() const;
+    MString commandString() const;
     MStatus setHistoryOn(bool state);
     MStatus setCommandString(const MString& str);
-    MStatus setUndoable(bool state);
 
     static void displayInfo(const MString& theInfo);
     static void displayWarning(const MString& theWarning, bool showLineNumber = false);
@@ -69,5 +70,4 @@ class OPENMAYA_EXPORT MPxCommand {
     MSyntax fSyntax;
     MString fCommandString;
     bool fHistoryOn;
-    bool fUndoable;
 };

@@ -36,13 +36,14 @@ class OPENMAYA_EXPORT MSyntax {
                     MArgType argType5 = kNoArg, MArgType argType6 = kNoArg);
     MStatus makeFlagMultiUse(const char* flagName);
     MStatus addArg(MArgType arg);
-    void setObjectType(MObjectFormat objectFormat, unsigned int minimumObjects = 0);
-    void setObjectType(MObjectFormat objectFormat, unsigned int minimumObjects, unsigned int maximumObjects);
-    void useSelectionAsDefault(bool useSelectionAsDefault);
+    MStatus setObjectType(MObjectFormat objectFormat, unsigned int minimumObjects = 0);
+    MStatus setObjectType(MObjectFormat objectFormat, unsigned int minimumObjects,
+                          unsigned int maximumObjects);
+    MStatus useSelectionAsDefault(bool useSelectionAsDefault);
     MStatus setMinObjects(unsigned int minimumObjectCount);
     MStatus setMaxObjects(unsigned int maximumObjectCount);
-    void enableQuery(bool supportsQuery = true);
-    void enableEdit(bool supportsEdit = true);
+    MStatus enableQuery(bool supportsQuery = true);
+    MStatus enableEdit(bool supportsEdit = true);
 
     // Host side only.
     struct Flag {
@@ -52,6 +53,10 @@ class OPENMAYA_EXPORT MSyntax {
         bool multiUse;
     };
     const Flag* findFlag(const char* name) const;
+    MObjectFormat objectFormat() const { return fObjectFormat; }
+    bool selectionIsDefault() const { return fUseSelection; }
+    unsigned int minObjects() const { return fMinObjects; }
+    unsigned int maxObjects() const { return fMaxObjects; }
 
   private:
     std::vector<Flag> fFlags;
@@ -59,4 +64,5 @@ class OPENMAYA_EXPORT MSyntax {
     MObjectFormat fObjectFormat;
     unsigned int fMinObjects;
     unsigned int fMaxObjects;
+    bool fUseSelection;
 };

@@ -1,5 +1,7 @@
 // Stand-in for Maya's MTime: an amount of time with a unit. The host keeps one user
-// interface unit (uiUnit); a new scene starts in film (24 frames per second).
+// interface unit (uiUnit); a new scene starts in film (24 frames per second). A time built from
+// a value alone is in film units, whatever the user interface unit is; the default
+// constructor gives zero in the user interface unit.
 #pragma once
 
 #include <maya/MStatus.h>
@@ -66,8 +68,7 @@ class OPENMAYA_EXPORT MTime {
     };
 
     MTime();
-    // kInvalid stands for the current user interface unit.
-    MTime(double value, Unit unit = kInvalid);
+    MTime(double value, Unit unit = kFilm);
     MTime(const MTime& src) = default;
     MTime& operator=(const MTime& src) = default;
 

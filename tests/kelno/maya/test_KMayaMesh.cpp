@@ -176,29 +176,6 @@ TEST_F(KMayaMeshTest, TriangleMeshKeepsVerticesAndTilesEveryFaceWithItsOwnCorner
             EXPECT_EQ(out.triangles[i][c], hostVertices[3 * i + c]);
 }
 
-TEST_F(KMayaMeshTest, TrianglesKeepTheWindingOfTheirFaces) {
-    // The L hexagon lies in z = 0 wound counter-clockwise from +z; so must each triangle be.
-    Polys m;
-    m.points = {MPoint(0, 0, 0), MPoint(2, 0, 0), MPoint(2, 1, 0),
-                MPoint(1, 1, 0), MPoint(1, 2, 0), MPoint(0, 2, 0)};
-    m.faces = {{0, 1, 2, 3, 4, 5}, {5, 4, 3, 2, 1, 0}};
-    Built b = makeShape(m, false);
-    KTriMesh out;
-    ASSERT_TRUE(Kelno::Convert(out, b.shape, false, ""));
-    ASSERT_EQ(out.triangleCount(), 8);
-    float area = 0.0f;
-    for (int t = 0; t < 8; ++t) {
-        const KVector& a = out.positions[out.triangles[t][0]];
-        const KVector& p1 = out.positions[out.triangles[t][1]];
-        const KVector& p2 = out.positions[out.triangles[t][2]];
-        const float z = (p1.x - a.x) * (p2.y - a.y) - (p1.y - a.y) * (p2.x - a.x);
-        EXPECT_GT(t < 4 ? z : -z, 0.0f) << "triangle " << t;
-        area += 0.5f * (z < 0 ? -z : z);
-    }
-    EXPECT_NEAR(area, 6.0f, 1e-5f) << "two L faces of area 3";
-    EXPECT_TRUE(out.uvs.empty()) << "no UV set asked for";
-}
-
 TEST_F(KMayaMeshTest, UnmappedFacesGetZeroUVs) {
     Built b = makeShape(ngons(), true, {1});
     KTriMesh out;
@@ -244,22 +221,6 @@ TEST_F(KMayaMeshTest, CurrentUVSetNameResolvesToTheCurrentSetUnlessASetIsCalledS
     EXPECT_EQ(out.uvs.length(), 3 * out.triangleCount());
     EXPECT_FLOAT_EQ(out.uvs[0].x, 0.0f) << "the (unassigned) set named currentUVSet wins";
     EXPECT_FLOAT_EQ(out.uvs[0].y, 0.0f);
-}
-
-TEST_F(KMayaMeshTest, MissingUVSetFailsAndLeavesTheOutputAlone) {
-    Built b = makeShape(ngons(), true);
-    KTriMesh out = sentinel();
-    MString why;
-    MStatus status = Kelno::Convert(out, b.shape, false, "paint", &why);
-    EXPECT_EQ(status, MS::kNotFound);
-    expectSentinel(out);
-    EXPECT_NE(std::string(why.asChar()).find("paint"), std::string::npos) << why;
-    EXPECT_EQ(std::string(why.asChar()).rfind("Error@Convert(): ", 0), 0u) << why;
-
-    KMesh poly;
-    poly.positions = {KVector(1, 2, 3)};
-    EXPECT_EQ(Kelno::Convert(poly, b.shape, false, "paint"), MS::kNotFound);
-    EXPECT_EQ(poly.vertexCount(), 1);
 }
 
 // ---- spaces ------------------------------------------------------------------------------------
@@ -388,30 +349,14 @@ TEST_F(KMayaMeshTest, SeveralMeshesAreAppendedInOrderWithOffsetIndices) {
     EXPECT_TRUE(merged.uvs.empty());
     EXPECT_FLOAT_EQ(merged.positions[0].y, 20.0f) << "each shape in world space";
     EXPECT_TRUE(merged.indicesValid());
-}
 
-TEST_F(KMayaMeshTest, MergingReplacesTheOutputAndNothingGivesAnEmptyMesh) {
-    KTriMesh merged = sentinel();
-    MObjectArray onlyNulls(3);
-    EXPECT_TRUE(Kelno::Convert(merged, onlyNulls));
-    EXPECT_EQ(merged.vertexCount(), 0);
-    EXPECT_EQ(merged.triangleCount(), 0);
-
-    Built b = makeShape(ngons(), false);
-    MObjectArray one;
-    one.append(b.shape);
+    // Only null objects: an empty mesh, replacing the output. Any other non-mesh fails it all.
     merged = sentinel();
-    ASSERT_TRUE(Kelno::Convert(merged, one));
-    EXPECT_EQ(merged.vertexCount(), static_cast<int>(ngons().points.size())) << "replaced, not appended to";
-}
-
-TEST_F(KMayaMeshTest, MergingFailsWholeOnAnObjectThatIsNotAMesh) {
-    Built b = makeShape(ngons(), false);
-    MObjectArray objects;
-    objects.append(b.shape);
+    MObjectArray nulls(3);
+    EXPECT_TRUE(Kelno::Convert(merged, nulls));
+    EXPECT_EQ(merged.vertexCount(), 0);
     objects.append(Host::findNode("time1"));
-    KTriMesh merged = sentinel();
-    MString why;
+    merged = sentinel();
     EXPECT_EQ(Kelno::Convert(merged, objects, &why), MS::kInvalidParameter);
     expectSentinel(merged);
     EXPECT_NE(std::string(why.asChar()).find("time1 is not a mesh"), std::string::npos) << why;
@@ -428,29 +373,60 @@ TEST_F(KMayaMeshTest, BadObjectsFailWithAReasonAndLeaveTheOutputAlone) {
     Host::createNode("mesh", "secondShape", twoShapes);
     MObject emptyShape = Host::createNode("mesh", "emptyShape");
     MObject emptyData = MFnMeshData().create();
+    MObject withUVs = makeShape(ngons(), true).shape;
+    // Only intermediate shapes below a transform: nothing the user sees to convert.
+    MObject onlyOrig = Host::createNode("transform", "onlyOrig");
+    MFnDagNode(Host::createNode("mesh", "onlyOrigShape", onlyOrig)).setIntermediateObject(true);
 
     struct Case {
         MObject* object;
+        const char* uvSet;
         MStatus::MStatusCode code;
         const char* text;
-    } cases[] = {{&null, MS::kInvalidParameter, "null"},
-                 {&time, MS::kInvalidParameter, "time1 is not a mesh"},
-                 {&lonelyTransform, MS::kInvalidParameter, "lonely is not a mesh"},
-                 {&twoShapes, MS::kInvalidParameter, "twoShapes is not a mesh"},
-                 {&emptyShape, MS::kFailure, "emptyShape has no vertices"},
-                 {&emptyData, MS::kFailure, "has no vertices"}};
+    } cases[] = {{&null, "", MS::kInvalidParameter, "null"},
+                 {&time, "", MS::kInvalidParameter, "time1 is not a mesh"},
+                 {&lonelyTransform, "", MS::kInvalidParameter, "lonely is not a mesh"},
+                 {&twoShapes, "", MS::kInvalidParameter, "twoShapes is not a mesh"},
+                 {&onlyOrig, "", MS::kInvalidParameter, "onlyOrig is not a mesh"},
+                 {&emptyShape, "", MS::kFailure, "emptyShape has no vertices"},
+                 {&emptyData, "", MS::kFailure, "has no vertices"},
+                 {&withUVs, "paint", MS::kNotFound, "Error@Convert(): "}};
     for (const Case& c : cases) {
         SCOPED_TRACE(c.text);
         KTriMesh tri = sentinel();
         MString why;
-        EXPECT_EQ(Kelno::Convert(tri, *c.object, false, "currentUVSet", &why), c.code);
+        EXPECT_EQ(Kelno::Convert(tri, *c.object, false, c.uvSet, &why), c.code);
         expectSentinel(tri);
         EXPECT_NE(std::string(why.asChar()).find(c.text), std::string::npos) << why;
 
         KMesh poly;
         poly.positions = {KVector(1, 2, 3)};
-        EXPECT_EQ(Kelno::Convert(poly, *c.object, true, "", nullptr), c.code);
+        EXPECT_EQ(Kelno::Convert(poly, *c.object, false, c.uvSet, nullptr), c.code);
         EXPECT_EQ(poly.vertexCount(), 1);
+    }
+}
+
+TEST_F(KMayaMeshTest, ATransformStandsForItsVisibleShapeNotTheIntermediateOne) {
+    // A deformed mesh: the undeformed input ("Orig") and the visible result under one transform.
+    Polys quad;
+    quad.points = {MPoint(0, 0, 0), MPoint(1, 0, 0), MPoint(1, 1, 0), MPoint(0, 1, 0)};
+    quad.faces = {{0, 1, 2, 3}};
+    Built b = makeShape(quad, false);
+    MObject orig = Host::createNode("mesh", "deformedShapeOrig", b.transform);
+    ASSERT_TRUE(MFnDagNode(orig).setIntermediateObject(true));
+    ASSERT_TRUE(MFnMesh(b.shape).setPoint(0, MPoint(0, 0, 5)));
+
+    for (bool intermediateFirst : {false, true}) {
+        if (intermediateFirst) {
+            MFnDagNode(b.transform).removeChild(b.shape);
+            MFnDagNode(b.transform).addChild(b.shape);
+        }
+        KTriMesh out;
+        MString why;
+        ASSERT_TRUE(Kelno::Convert(out, b.transform, false, "", &why)) << why;
+        EXPECT_FLOAT_EQ(out.positions[0].z, 5.0f) << "the visible shape, whatever the child order";
+        ASSERT_TRUE(Kelno::GetMesh(out, b.transformName.c_str(), false, "", &why)) << why;
+        EXPECT_FLOAT_EQ(out.positions[0].z, 5.0f);
     }
 }
 
@@ -485,26 +461,20 @@ TEST_F(KMayaMeshTest, PositionsOnlyRefreshesPointsAndKeepsTrianglesAndUVsWhileCo
 }
 
 TEST_F(KMayaMeshTest, PositionsOnlyConvertsEverythingWhenTheCountsChanged) {
-    Built b = makeShape(ngons(), false);
     Polys quad;
     quad.points = {MPoint(0, 0, 0), MPoint(1, 0, 0), MPoint(1, 1, 0), MPoint(0, 1, 0)};
     quad.faces = {{0, 1, 2, 3}};
-    Built q = makeShape(quad, false);
-
+    Polys split = quad; // same vertex count, other faces
+    split.faces = {{0, 1, 2}, {0, 2, 3}, {0, 1, 3}};
+    Built b = makeShape(ngons(), false), q = makeShape(quad, false), s = makeShape(split, false);
     KTriMesh out;
+    KMesh poly;
     ASSERT_TRUE(Kelno::Convert(out, b.shape, false, ""));
     ASSERT_TRUE(Kelno::Convert(out, q.shape, true, ""));
     EXPECT_EQ(out.vertexCount(), 4);
     EXPECT_EQ(out.triangleCount(), 2);
-
-    // Same vertex count, different faces: four corners as two triangles, then as one quad.
-    Polys split = quad;
-    split.faces = {{0, 1, 2}, {0, 2, 3}, {0, 1, 3}};
-    Built s = makeShape(split, false);
     ASSERT_TRUE(Kelno::Convert(out, s.shape, true, ""));
     EXPECT_EQ(out.triangleCount(), 3);
-
-    KMesh poly;
     ASSERT_TRUE(Kelno::Convert(poly, q.shape, false, ""));
     ASSERT_TRUE(Kelno::Convert(poly, s.shape, true, ""));
     EXPECT_EQ(poly.faceCount(), 3);
@@ -566,22 +536,12 @@ TEST_F(KMayaMeshTest, CopyReplacesTheHostArrayElementByElement) {
     MIntArray ints(5, 9);
     Kelno::Copy(ints, Kelno::KIntArray{3, -1, 2147483647});
     ASSERT_EQ(ints.length(), 3u);
-    EXPECT_EQ(ints[0], 3);
-    EXPECT_EQ(ints[1], -1);
     EXPECT_EQ(ints[2], 2147483647);
-    Kelno::Copy(ints, Kelno::KIntArray());
-    EXPECT_EQ(ints.length(), 0u);
-
     MPointArray points(4, MPoint(1, 1, 1, 5));
-    Kelno::KVectorArray vectors = {KVector(0.1f, -2, 3e10f), KVector(-0.0f, 4, 5)};
-    Kelno::Copy(points, vectors);
-    ASSERT_EQ(points.length(), 2u);
-    EXPECT_EQ(points[0].x, static_cast<double>(0.1f)) << "widened exactly";
-    EXPECT_EQ(points[0].y, -2.0);
-    EXPECT_EQ(points[0].z, static_cast<double>(3e10f));
-    EXPECT_EQ(points[1].y, 4.0);
-    EXPECT_EQ(points[0].w, 1.0);
-    EXPECT_EQ(points[1].w, 1.0);
+    Kelno::Copy(points, Kelno::KVectorArray{KVector(0.1f, -2, 3e10f)});
+    ASSERT_EQ(points.length(), 1u);
+    EXPECT_EQ(points[0], MPoint(static_cast<double>(0.1f), -2.0, static_cast<double>(3e10f), 1.0))
+        << "widened exactly, w = 1";
 }
 
 // ---- real meshes -------------------------------------------------------------------------------
@@ -684,47 +644,6 @@ TEST_F(KMayaMeshTest, RealTreeWithUVsRoundTripsAsPolygonsAndAsTriangles) {
     EXPECT_EQ(tri.triangleCount(), t);
     for (int i = 0; i < tri.vertexCount(); ++i)
         EXPECT_EQ(tri.positions[i].x, static_cast<float>(obj.points[i].x));
-}
-
-TEST_F(KMayaMeshTest, RealScanRoundTripsAndMergesWithItself) {
-    KELNO_REQUIRE_DATA("meshes/bunny.obj");
-    KTriMesh bunny;
-    ASSERT_TRUE(KelnoTest::readObj(KelnoTest::dataPath("meshes/bunny.obj"), bunny));
-    MPointArray points;
-    MIntArray counts(static_cast<unsigned int>(bunny.triangleCount()), 3), connects;
-    Kelno::Copy(points, bunny.positions);
-    for (const KInt3& t : bunny.triangles)
-        for (int c = 0; c < 3; ++c)
-            connects.append(t[c]);
-    MFnMesh fn;
-    MStatus status;
-    MObject transform = fn.create(static_cast<int>(points.length()), static_cast<int>(counts.length()),
-                                  points, counts, connects, MObject::kNullObj, &status);
-    ASSERT_TRUE(status);
-    MObject shape = fn.object();
-
-    KTriMesh back;
-    ASSERT_TRUE(Kelno::Convert(back, shape, false, ""));
-    ASSERT_EQ(back.vertexCount(), bunny.vertexCount());
-    ASSERT_EQ(back.triangleCount(), bunny.triangleCount());
-    for (int i = 0; i < bunny.vertexCount(); ++i)
-        ASSERT_EQ(back.positions[i].x, bunny.positions[i].x) << i;
-    for (int i = 0; i < bunny.triangleCount(); ++i)
-        for (int c = 0; c < 3; ++c)
-            ASSERT_EQ(back.triangles[i][c], bunny.triangles[i][c]) << i;
-
-    MObjectArray twice;
-    twice.append(shape);
-    twice.append(transform);
-    KTriMesh merged;
-    ASSERT_TRUE(Kelno::Convert(merged, twice));
-    const int n = bunny.vertexCount(), m = bunny.triangleCount();
-    ASSERT_EQ(merged.vertexCount(), 2 * n);
-    ASSERT_EQ(merged.triangleCount(), 2 * m);
-    for (int i = 0; i < m; ++i)
-        for (int c = 0; c < 3; ++c)
-            ASSERT_EQ(merged.triangles[m + i][c], bunny.triangles[i][c] + n) << i;
-    EXPECT_EQ(merged.positions[n + 5].y, bunny.positions[5].y);
 }
 
 } // namespace
