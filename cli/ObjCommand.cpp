@@ -24,8 +24,9 @@ struct ObjOptions {
 // Reads the file as the loader does and prints its summary (and with `full` its arrays).
 void printObj(const std::string& fileName, bool full) {
     Kelno::KObjMesh mesh;
-    if (!Kelno::ReadObjFile(fileName, mesh))
-        fail(Kelno::ObjOpenFailureMessage(fileName));
+    std::string error;
+    if (!Kelno::ReadObjFile(fileName, mesh, error))
+        fail(error);
 
     nlohmann::ordered_json out;
     out["file"] = fileName;
