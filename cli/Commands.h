@@ -24,6 +24,10 @@ class CliFailure : public std::runtime_error {
     int m_exitCode;
 };
 
+// The whole tool: parses the arguments, runs the subcommand and returns the exit code (0, or 1 on
+// any failure, after one line on standard error). Nothing escapes it as an exception.
+int run(int argc, char** argv);
+
 // Writes "kelno: <message>" to standard error and throws CliFailure.
 [[noreturn]] void fail(const std::string& message, int exitCode = 1);
 

@@ -23,8 +23,9 @@ struct ObjOptions {
 // summary of the mesh it builds (and with `full` its arrays).
 void printObj(const std::string& fileName, bool full) {
     Kelno::KObjMesh mesh;
-    if (!Kelno::ReadObjFile(fileName, mesh))
-        fail(Kelno::ObjOpenFailureMessage(fileName));
+    std::string error;
+    if (!Kelno::ReadObjFile(fileName, mesh, error))
+        fail(error);
     const int leftOut = Kelno::RemoveUnbuildableFaces(mesh);
 
     nlohmann::ordered_json out;

@@ -87,3 +87,12 @@ function(kelno_add_header_check target)
     kelno_configure_target(${target})
   endif()
 endfunction()
+
+# KELNO_SANITIZE: sanitizers for every target of the build, as -fsanitize takes them
+# ("address,undefined" or "thread"); empty for none. Any report aborts the program, so a test
+# that provokes one fails. Used by the sanitizer lanes of .ci/run (.ci/sanitize).
+set(KELNO_SANITIZE "" CACHE STRING "Sanitizers for every target (address,undefined or thread; empty: none)")
+if(KELNO_SANITIZE)
+  add_compile_options(-fsanitize=${KELNO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
+  add_link_options(-fsanitize=${KELNO_SANITIZE})
+endif()

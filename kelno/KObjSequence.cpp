@@ -11,6 +11,7 @@
 #include <limits>
 #include <memory>
 #include <new>
+#include <string>
 
 #if defined(_MSC_VER)
 #include <intrin.h>
@@ -422,11 +423,19 @@ std::string ObjOpenFailureMessage(const std::string& fileName) {
 }
 
 bool ReadObjFile(const std::string& fileName, KObjMesh& mesh) {
+    std::string error;
+    return ReadObjFile(fileName, mesh, error);
+}
+
+bool ReadObjFile(const std::string& fileName, KObjMesh& mesh, std::string& error, std::size_t maxLineBytes) {
     mesh.clear();
+    error.clear();
     // Closed however the function is left (the arrays may throw std::bad_alloc while growing).
     std::unique_ptr<std::FILE, FileCloser> stream(std::fopen(fileName.c_str(), "rb"));
-    if (!stream)
+    if (!stream) {
+        error = ObjOpenFailureMessage(fileName);
         return false;
+    }
     std::FILE* const file = stream.get();
     // The file is read in large blocks into one buffer and parsed a block's whole lines at a
     // time; the partial line at a block's end moves to the front and the next block is read
@@ -440,6 +449,7 @@ bool ReadObjFile(const std::string& fileName, KObjMesh& mesh) {
     std::size_t capacity = kReadBlockBytes;
     std::unique_ptr<char[]> buffer(new (std::nothrow) char[capacity + 1 + kPadding]());
     std::size_t carried = 0;
+    std::uint64_t lineStart = 0; // file offset of the buffer's first byte
     while (buffer) {
         const std::size_t got = std::fread(buffer.get() + carried, 1, capacity - carried, file);
         if (got == 0) {
@@ -456,12 +466,21 @@ bool ReadObjFile(const std::string& fileName, KObjMesh& mesh) {
             // No newline yet: a line longer than the buffer. Grow it and read on.
             carried = filled;
             if (carried == capacity) {
-                std::unique_ptr<char[]> grown(new (std::nothrow) char[2 * capacity + 1 + kPadding]());
-                if (!grown)
-                    break;
+                const std::size_t limit = std::max(maxLineBytes, kReadBlockBytes);
+                std::unique_ptr<char[]> grown(
+                    capacity < limit ? new (std::nothrow) char[std::min(2 * capacity, limit) + 1 + kPadding]()
+                                     : nullptr);
+                if (!grown) {
+                    mesh.clear();
+                    error = "The line at byte " + std::to_string(lineStart) + " of " + fileName +
+                            (capacity < limit ? " does not fit in memory"
+                                              : " is longer than " + std::to_string(limit >> 20) + " MiB") +
+                            ": the file is not read.";
+                    return false;
+                }
                 std::memcpy(grown.get(), buffer.get(), carried);
                 buffer = std::move(grown);
-                capacity *= 2;
+                capacity = std::min(2 * capacity, limit);
             }
             continue;
         }
@@ -469,6 +488,7 @@ bool ReadObjFile(const std::string& fileName, KObjMesh& mesh) {
         appendObjLines(buffer.get(), newline, mesh);
         const std::size_t complete = static_cast<std::size_t>(newline - buffer.get()) + 1;
         carried = filled - complete;
+        lineStart += complete;
         std::memmove(buffer.get(), buffer.get() + complete, carried);
     }
     return true;

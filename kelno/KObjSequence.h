@@ -104,6 +104,18 @@ struct KObjMesh {
 // be allocated the mesh stays empty and the result is still true.
 KELNO_API bool ReadObjFile(const std::string& fileName, KObjMesh& mesh);
 
+// The longest line ReadObjFile accepts (256 MiB; a face of some thirty million corners). A
+// hostile or broken file (gigabytes without a line break) must not take all the host's memory.
+constexpr std::size_t kObjMaxLineBytes = std::size_t(256) << 20;
+
+// The same, saying why it fails: `error` gets ObjOpenFailureMessage(fileName) when the file
+// cannot be opened, or names the byte offset of a line longer than `maxLineBytes` (at least one
+// read block is always accepted) or of one the memory cannot hold. The mesh is then empty and no
+// buffer of more than `maxLineBytes` (plus a little padding) was ever allocated. `error` is empty
+// on success.
+KELNO_API bool ReadObjFile(const std::string& fileName, KObjMesh& mesh, std::string& error,
+                           std::size_t maxLineBytes = kObjMaxLineBytes);
+
 // Parses `size` bytes of OBJ text into `mesh` (cleared first). The buffer need not end with a
 // newline or a NUL. The records read, line by line (a line ends at "\n"; a "\r" before it stays
 // part of the line and is blank space to the number parsing below):

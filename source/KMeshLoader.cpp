@@ -16,6 +16,7 @@
 #include <omp.h>
 
 #include <exception>
+#include <string>
 
 MString KMeshLoader::nodeTypeName("KMeshLoader");
 MTypeId KMeshLoader::nodeTypeId(0x90003);
@@ -105,8 +106,10 @@ bool KMeshLoader::_loadObjFile(const MString& fileName) {
     // The reader's arrays live only until the host arrays are filled: the node holds one copy
     // of the frame.
     Kelno::KObjMesh mesh;
-    if (!Kelno::ReadObjFile(fileName.asChar(), mesh)) {
-        MGlobal::displayError(Kelno::ObjOpenFailureMessage(fileName.asChar()).c_str());
+    // The reader's reason is "Failed to open the file: <name>" when the file cannot be opened.
+    std::string error;
+    if (!Kelno::ReadObjFile(fileName.asChar(), mesh, error)) {
+        MGlobal::displayError(error.c_str());
         return false;
     }
     Kelno::RemoveUnbuildableFaces(mesh);

@@ -485,3 +485,28 @@ TEST(ObjReaderFiles, RealSequenceFramesMatchTheStandardLibraryReader) {
     // One past the end of the sequence does not exist.
     EXPECT_FALSE(ReadObjFile(ObjSequenceFileName(path, 251, 0), mesh));
 }
+
+TEST(ObjReaderFiles, LinesPastTheCapFailWithTheirOffsetAndLeaveTheMeshEmpty) {
+    // 3 MiB without a line break after two good lines, then a face: past a 2 MiB cap the read
+    // fails (naming where the line starts), within a 4 MiB cap it reads as the whole buffer does.
+    const std::string head = "v 0 0 0\nv 1 0 0\n";
+    const std::string text = head + "#" + std::string(3u << 20, 'x') + "\nv 0 1 0\nf 1 2 3\n";
+    const TempFile file(text);
+    KObjMesh mesh, whole;
+    std::string error;
+    EXPECT_FALSE(ReadObjFile(file.path(), mesh, error, std::size_t(2) << 20));
+    EXPECT_NE(error.find("The line at byte " + std::to_string(head.size()) + " of " + file.path() +
+                         " is longer than 2 MiB"),
+              std::string::npos)
+        << error;
+    EXPECT_TRUE(mesh.points.empty() && mesh.polygonCounts.empty() && mesh.polygonConnects.empty());
+
+    ASSERT_TRUE(ReadObjFile(file.path(), mesh, error, std::size_t(4) << 20)) << error;
+    EXPECT_TRUE(error.empty());
+    ParseObjBuffer(text.data(), text.size(), whole);
+    EXPECT_TRUE(sameMesh(mesh, whole));
+    EXPECT_EQ(mesh.points.size(), 3u);
+
+    EXPECT_FALSE(ReadObjFile(file.path() + ".missing", mesh, error));
+    EXPECT_EQ(error, ObjOpenFailureMessage(file.path() + ".missing"));
+}
