@@ -75,8 +75,9 @@ TEST_F(PluginMainTest, LoadRegistersTheLoaderSourcesScriptsAndRegistersTheMenu) 
     EXPECT_EQ(info->kind, MPxNode::kDependNode);
     EXPECT_EQ(info->classification, "");
     EXPECT_EQ(info->plugin, "Kelno");
-    EXPECT_EQ(succeededCalls(),
-              (std::vector<std::string>{"KMeshLoader 0x90003", "CreateKelnoMenu DeleteKelnoMenu"}));
+    EXPECT_EQ(succeededCalls(), (std::vector<std::string>{"KMeshLoader 0x90003", "KEnvSphere 0x90004",
+                                                          "drawdb/geometry/KEnvSphere KEnvSphereNodePlugin",
+                                                          "CreateKelnoMenu DeleteKelnoMenu"}));
 
     ASSERT_EQ(Host::sourcedScripts().size(), 13u);
     for (size_t i = 0; i < 13; ++i)
@@ -116,9 +117,11 @@ TEST_F(PluginMainTest, UnloadDeregistersAndRunsTheMenuDeletion) {
     std::string err;
     ASSERT_TRUE(unload(&err));
     EXPECT_EQ(err, "");
-    EXPECT_EQ(succeededCalls(), std::vector<std::string>{"KMeshLoader 0x90003"});
-    ASSERT_EQ(Host::registrationLog().size(), 1u);
-    EXPECT_EQ(Host::registrationLog()[0].call, Host::Call::DeregisterNode);
+    EXPECT_EQ(succeededCalls(), (std::vector<std::string>{"KMeshLoader 0x90003",
+                                                          "drawdb/geometry/KEnvSphere KEnvSphereNodePlugin",
+                                                          "KEnvSphere 0x90004"}));
+    ASSERT_EQ(Host::registrationLog().size(), 3u);
+    EXPECT_EQ(Host::registrationLog()[1].call, Host::Call::DeregisterDrawOverride);
     EXPECT_EQ(Host::nodeType("KMeshLoader"), nullptr);
     EXPECT_EQ(Host::executedCommands(), std::vector<std::string>{"DeleteKelnoMenu"});
     EXPECT_FALSE(Host::isPluginLoaded("Kelno"));
