@@ -42,7 +42,10 @@ MStatus MImage::readFromFile(MString pathname, MPixelType type) {
     if (type == kUnknown)
         return MS::kInvalidParameter;
     try {
-        auto in = OIIO::ImageInput::open(pathname.asChar());
+        // The values as stored in the file: no premultiplication by alpha on the way in.
+        OIIO::ImageSpec config;
+        config.attribute("oiio:UnassociatedAlpha", 1);
+        auto in = OIIO::ImageInput::open(pathname.asChar(), &config);
         if (!in) {
             OIIO::geterror(); // clear the library's pending message
             return MS::kFailure;

@@ -4,7 +4,7 @@
 // images keep the file's colour channels: one or three channels give depth 3 (grey spread to
 // R, G, B), two or four give depth 4 (RGBA). Float images always have four channels. Rows are
 // stored from the bottom of the picture up (the first row is its lowest), as glTexImage2D
-// expects them.
+// expects them. Colour values are the file's own, never premultiplied by its alpha.
 #pragma once
 
 #include <maya/MStatus.h>
