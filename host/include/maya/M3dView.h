@@ -1,6 +1,8 @@
 // Stand-in for Maya's M3dView: a 3D view of the legacy viewport, based on an OpenGL drawing area.
-// The stand-in's only view is the one the host is rendering a frame into (<host/HostDraw.h>);
-// outside a frame active3dView answers a view with no camera and kFailure.
+// The stand-in has one view, the one the host renders frames into (<host/HostDraw.h>). During a
+// frame it answers that frame's camera, style and renderer (legacy frames kDefaultQualityRenderer,
+// Viewport 2.0 frames kViewport2Renderer); outside a frame it has no camera (getCamera fails)
+// and answers kViewport2Renderer, the renderer of a fresh session.
 #pragma once
 
 #include <maya/MDagPath.h>
