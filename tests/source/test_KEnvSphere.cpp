@@ -49,7 +49,19 @@ struct StyleProbe : MPxLocatorNode {
         glTranslatef(1.0f, 2.0f, 3.0f);
     }
     MBoundingBox boundingBox() const override { return MBoundingBox(MPoint(-2, -3, -4), MPoint(2, 3, 4)); }
+    // Legacy viewport: what the view says about the frame.
+    static std::string legacy;
+    void draw(M3dView& view, const MDagPath& path, M3dView::DisplayStyle style,
+              M3dView::DisplayStatus) override {
+        MDagPath camera;
+        view.getCamera(camera);
+        legacy = std::string(path.partialPathName().asChar()) + " " + camera.partialPathName().asChar() +
+                 " " + std::to_string(style) + " " + std::to_string(view.displayStyle()) + " " +
+                 std::to_string(view.wireframeOnShaded()) + " " +
+                 std::to_string(view.getRendererName(nullptr)) + " " + std::to_string(view.portWidth());
+    }
 };
+std::string StyleProbe::legacy;
 int StyleProbe::lastStyle = -1;
 int StyleProbe::draws = 0;
 double StyleProbe::modelView[16], StyleProbe::projection[16];
@@ -256,6 +268,20 @@ TEST_F(EnvSphereTest, BridgeHandsOverTheStyleAndTheViewportMatrices) {
     EXPECT_DOUBLE_EQ(StyleProbe::modelView[12], 0.5);
     EXPECT_DOUBLE_EQ(StyleProbe::modelView[14], -5.0);
     EXPECT_DOUBLE_EQ(StyleProbe::projection[11], -1.0) << "perspective";
+}
+
+TEST_F(EnvSphereTest, LegacyViewAnswersTheFrameBeingDrawn) {
+    KELNO_REQUIRE_GL_CONTEXT(context);
+    Host::createNode("StyleProbe", "probeShape");
+    Host::FrameRequest request;
+    request.viewport = Host::Viewport::Legacy;
+    request.legacyStyle = M3dView::kWireFrame;
+    request.wireframeOnShaded = true;
+    frame(request);
+    EXPECT_EQ(StyleProbe::legacy, "probeShape perspShape 3 3 1 0 32") << "wireframe, kDefaultQualityRenderer";
+    MDagPath camera;
+    EXPECT_FALSE(M3dView::active3dView().getCamera(camera)) << "no camera outside a frame";
+    EXPECT_EQ(M3dView::active3dView().getRendererName(nullptr), M3dView::kViewport2Renderer);
 }
 
 TEST_F(EnvSphereTest, TextureReloadsWhenFileOrOpacityChangeAndBakesTheLastDrawnOpacity) {
