@@ -50,13 +50,13 @@ MStatus MImage::readFromFile(MString pathname, MPixelType type) {
             OIIO::geterror(); // clear the library's pending message
             return MS::kFailure;
         }
-        const OIIO::ImageSpec& spec = in->spec();
-        const int channels = spec.nchannels;
-        if (spec.width < 1 || spec.height < 1 || channels < 1) {
+        const OIIO::ImageSpec& format = in->spec();
+        const int channels = format.nchannels;
+        if (format.width < 1 || format.height < 1 || channels < 1) {
             in->close();
             return MS::kFailure;
         }
-        const size_t w = static_cast<size_t>(spec.width), h = static_cast<size_t>(spec.height);
+        const size_t w = static_cast<size_t>(format.width), h = static_cast<size_t>(format.height);
         const int read = std::min(channels, 4);
         const int depth = type == kFloat ? 4 : (read == 1 || read == 3 ? 3 : 4);
         // Read the first channels as they are, then widen: grey to RGB, and an opaque alpha for
@@ -74,7 +74,7 @@ MStatus MImage::readFromFile(MString pathname, MPixelType type) {
         in->close();
         if (!ok)
             return MS::kFailure;
-        MStatus st = create(spec.width, spec.height, depth, type);
+        MStatus st = create(format.width, format.height, depth, type);
         if (!st)
             return st;
         for (size_t y = 0; y < h; ++y) {

@@ -26,12 +26,12 @@ bool writePicture(const std::string& path, int channels, OIIO::TypeDesc type) {
     auto out = OIIO::ImageOutput::create(path);
     if (!out)
         return false;
-    OIIO::ImageSpec spec(w, h, channels, type);
+    OIIO::ImageSpec format(w, h, channels, type);
     // JPEG: best quality and no chroma subsampling, so that a 4 x 3 picture keeps its rows.
-    spec.attribute("Compression", "jpeg:100");
-    spec.attribute("jpeg:subsampling", "4:4:4");
-    spec.attribute("oiio:UnassociatedAlpha", 1); // the values as given, not divided by alpha
-    return out->open(path, spec) && out->write_image(OIIO::TypeDesc::FLOAT, pixels.data()) && out->close();
+    format.attribute("Compression", "jpeg:100");
+    format.attribute("jpeg:subsampling", "4:4:4");
+    format.attribute("oiio:UnassociatedAlpha", 1); // the values as given, not divided by alpha
+    return out->open(path, format) && out->write_image(OIIO::TypeDesc::FLOAT, pixels.data()) && out->close();
 }
 
 TEST(MImage, ReadsImageFilesBottomRowFirst) {
