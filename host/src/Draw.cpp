@@ -587,6 +587,12 @@ Frame renderFrame(const FrameRequest& request) {
     glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_DEPTH_ATTACHMENT, GL_RENDERBUFFER, buffers[1]);
     const bool complete = glCheckFramebufferStatus(GL_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE;
     if (complete) {
+        // The caller's context is given back as it was found.
+        glPushAttrib(GL_ALL_ATTRIB_BITS);
+        glMatrixMode(GL_PROJECTION);
+        glPushMatrix();
+        glMatrixMode(GL_MODELVIEW);
+        glPushMatrix();
         glViewport(0, 0, request.width, request.height);
         glClearColor(request.clearColor[0], request.clearColor[1], request.clearColor[2],
                      request.clearColor[3]);
@@ -677,18 +683,20 @@ Frame renderFrame(const FrameRequest& request) {
             mhost::DrawAccess::destroy(context);
             frame.objects.push_back(drawn);
         }
-        glMatrixMode(GL_MODELVIEW);
-        glLoadIdentity();
         glMatrixMode(GL_PROJECTION);
-        glLoadIdentity();
+        glPopMatrix();
         glMatrixMode(GL_MODELVIEW);
+        glPopMatrix();
+        glPopAttrib();
 
         frame.width = request.width;
         frame.height = request.height;
         frame.rgba.resize(static_cast<size_t>(request.width) * static_cast<size_t>(request.height) * 4);
         glReadBuffer(GL_COLOR_ATTACHMENT0);
+        glPushClientAttrib(GL_CLIENT_PIXEL_STORE_BIT);
         glPixelStorei(GL_PACK_ALIGNMENT, 1);
         glReadPixels(0, 0, request.width, request.height, GL_RGBA, GL_UNSIGNED_BYTE, frame.rgba.data());
+        glPopClientAttrib();
         frame.rendered = true;
         s.view = View();
         s.drawAPI = MHWRender::kOpenGL;

@@ -4,7 +4,7 @@
 //
 // A frame needs a current OpenGL context with the fixed-function pipeline (the tests' EGL
 // context); the frame buffer the frame is drawn into is the host's own and is deleted after the
-// pixels are read. What a frame does:
+// pixels are read, and the context's state is given back as it was found. What a frame does:
 //   Viewport 2.0: for every DAG shape whose node type's draw classification has a registered
 //     draw override, in scene order: the override is made on first use (one per node, kept
 //     until the node is deleted), then isBounded, boundingBox, prepareForDraw (given back the
