@@ -2,6 +2,8 @@
 //
 // New node and command classes join by one row in the tables below. The order of the rows is
 // the registration order and also the deregistration order.
+#include "KDrawOverride.h"
+#include "KEnvSphere.h"
 #include "KMeshLoader.h"
 #include "KPluginRegistration.h"
 
@@ -29,6 +31,9 @@ const KNodeRegistration kNodes[] = {
     //   draw classification, draw-registrant ID, draw-override creator (locators only)
     {&KMeshLoader::nodeTypeName, &KMeshLoader::nodeTypeId, &KMeshLoader::creator, &KMeshLoader::initialize,
      MPxNode::kDependNode, nullptr, nullptr, nullptr},
+    {&KEnvSphere::nodeTypeName, &KEnvSphere::nodeTypeId, &KEnvSphere::creator, &KEnvSphere::initialize,
+     MPxNode::kLocatorNode, &KEnvSphere::drawDbClassification, &KEnvSphere::drawRegistrantId,
+     &Kelno::KDrawOverride<KEnvSphere>::Creator},
     {nullptr, nullptr, nullptr, nullptr, MPxNode::kDependNode, nullptr, nullptr, nullptr},
 };
 

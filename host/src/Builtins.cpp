@@ -115,6 +115,7 @@ void registerHostTypes() {
     hostType("transform", kTransformId, MFn::kTransform, true, false, &TransformNode::creator,
              &TransformNode::initialize);
     hostType("mesh", kMeshId, MFn::kMesh, true, true, &MeshNode::creator, &MeshNode::initialize);
+    registerCameraType();
     s.timeNode = createNode(findType("time"), "time1", nullptr, nullptr).get();
 }
 

@@ -255,6 +255,9 @@ MStatus connect(const PlugEnd& src, const PlugEnd& dst);
 MStatus disconnect(const PlugEnd& src, const PlugEnd& dst);
 
 void registerHostTypes();
+// Drawing (Draw.cpp): the "camera" node type, and what the drawing side keeps for a node.
+void registerCameraType();
+void releaseDrawState(Node* node);
 void record(Host::MessageKind kind, const MString& text);
 MStatus runCommandLine(const std::string& line, Host::CommandResult* out);
 

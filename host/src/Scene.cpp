@@ -365,6 +365,7 @@ MStatus deleteNode(Node* node) {
     for (Node* p : node->parents)
         p->children.erase(std::remove(p->children.begin(), p->children.end(), node), p->children.end());
     node->parents.clear();
+    releaseDrawState(node); // its draw override may live in the same plug-in as the node
     node->alive = false;
     // The user object goes now, as in the host, not when the last handle to the node goes: its
     // code may live in a plug-in that is unloaded before that.

@@ -1,5 +1,7 @@
 #include "KGLTestContext.h"
 
+#include <GL/glew.h>
+
 #include <EGL/egl.h>
 #include <EGL/eglext.h>
 
@@ -72,6 +74,14 @@ GLTestContext::GLTestContext(int width, int height) {
     m_context = context;
     if (!eglMakeCurrent(display, surface, surface, context)) {
         m_reason = "EGL could not make the context current";
+        return;
+    }
+    // The entry points beyond GL 1.1 (frame buffers, ...), as the plug-in loads them at start.
+    // glewInit may report that there is no GLX display; the GL entry points are loaded before
+    // that check, so success is judged by one of them.
+    glewInit();
+    if (!glGenFramebuffers) {
+        m_reason = "GLEW could not load the GL 3.0 entry points";
         return;
     }
     m_valid = true;

@@ -1,7 +1,8 @@
 // An offscreen OpenGL context for the `gl` test tier.
 //
 // Creates a legacy (compatibility) desktop GL context without a window: EGL on Mesa's
-// surfaceless platform with a small pbuffer, which needs no X server and no GPU. Tests call
+// surfaceless platform with a small pbuffer, which needs no X server and no GPU. GLEW's entry
+// points (frame buffers and the rest beyond GL 1.1) are loaded once the context is current. Tests call
 // KELNO_REQUIRE_GL_CONTEXT(context) first; when no context can be made the test is skipped with
 // the reason, so the skip count stays visible in CTest's summary.
 #pragma once

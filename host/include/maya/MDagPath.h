@@ -9,6 +9,27 @@
 
 class MMatrix;
 
+// The per-path drawing overrides (display layers, the object's drawing-override attributes):
+// what getDrawOverrideInfo answers. The stand-in keeps one per node; tests set it through
+// <host/HostDraw.h>.
+class OPENMAYA_EXPORT MDAGDrawOverrideInfo {
+  public:
+    enum DrawOverrideDisplayType { kDisplayTypeNormal, kDisplayTypeReference, kDisplayTypeTemplate };
+    enum DrawOverrideLOD { kLODFull, kLODBoundingBox };
+
+    MDAGDrawOverrideInfo()
+        : fOverrideEnabled(false), fDisplayType(kDisplayTypeNormal), fLOD(kLODFull), fEnableShading(true),
+          fEnableTexturing(true), fEnableVisible(true), fPlaybackVisible(true) {}
+
+    bool fOverrideEnabled;
+    DrawOverrideDisplayType fDisplayType;
+    DrawOverrideLOD fLOD;
+    bool fEnableShading;
+    bool fEnableTexturing;
+    bool fEnableVisible;
+    bool fPlaybackVisible;
+};
+
 class OPENMAYA_EXPORT MDagPath {
   public:
     MDagPath();
@@ -37,6 +58,10 @@ class OPENMAYA_EXPORT MDagPath {
     MString partialPathName(MStatus* ReturnStatus = NULL) const;
     MMatrix inclusiveMatrix(MStatus* ReturnStatus = NULL) const;
     MMatrix exclusiveMatrix(MStatus* ReturnStatus = NULL) const;
+    MMatrix inclusiveMatrixInverse(MStatus* ReturnStatus = NULL) const;
+    // The overrides of the first node from the end of the path up that has them enabled; the
+    // defaults (nothing enabled) when none has.
+    MDAGDrawOverrideInfo getDrawOverrideInfo() const;
 
   private:
     std::vector<MObject> fNodes;
