@@ -129,6 +129,8 @@ const std::size_t kPadding = 16;
 // Bytes read and parsed at a time: large enough that the read calls cost nothing, small enough
 // to stay in the second-level cache until they are parsed.
 const std::size_t kReadBlockBytes = std::size_t(1) << 20;
+// The smallest read buffer, for files much smaller than a block.
+const std::size_t kSmallestBuffer = 4096;
 
 // Blank space as the classic locale's isspace sees it, without the newline.
 inline bool isLineBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\v' || c == '\f'; }
@@ -446,7 +448,16 @@ bool ReadObjFile(const std::string& fileName, KObjMesh& mesh, std::string& error
     // buffering is switched off: each block is one read call straight into our buffer. The
     // buffer keeps kPadding bytes beyond its capacity for the parser's word loads.
     std::setvbuf(file, nullptr, _IONBF, 0);
+    // A file smaller than a block gets a buffer of its own size (a sequence of small frames
+    // would otherwise allocate and clear a whole block per frame). Where the size cannot be
+    // told, or the file grows while it is read, the loop below copes as with any long line.
     std::size_t capacity = kReadBlockBytes;
+    if (std::fseek(file, 0, SEEK_END) == 0) {
+        const long size = std::ftell(file);
+        if (size >= 0 && static_cast<unsigned long>(size) < kReadBlockBytes)
+            capacity = std::max<std::size_t>(static_cast<std::size_t>(size) + 1, kSmallestBuffer);
+    }
+    std::rewind(file);
     std::unique_ptr<char[]> buffer(new (std::nothrow) char[capacity + 1 + kPadding]());
     std::size_t carried = 0;
     std::uint64_t lineStart = 0; // file offset of the buffer's first byte

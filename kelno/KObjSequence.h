@@ -98,10 +98,11 @@ struct KObjMesh {
 // opened (the mesh is then empty; the caller reports "Failed to open the file: <name>", see
 // ObjOpenFailureMessage), true otherwise, even when nothing in it was usable. A path that names a
 // directory opens but reads as an empty file, as a text stream would. The file is read in large
-// blocks (1 MiB, one read call each, into one buffer reused for the whole file; lines longer than
-// a block grow it) and parsed exactly as ParseObjBuffer parses the whole text. No memory mapping:
-// a cache file rewritten while it is mapped would kill the host. If not even the 1 MiB buffer can
-// be allocated the mesh stays empty and the result is still true.
+// blocks (1 MiB, or the file's size when smaller; one read call each, into one buffer reused for
+// the whole file; lines longer than a block grow it, up to kObjMaxLineBytes) and parsed exactly as
+// ParseObjBuffer parses the whole text. No memory mapping: a cache file rewritten while it is mapped would
+// kill the host. If not even the first buffer can be allocated the mesh stays empty and the result is still
+// true.
 KELNO_API bool ReadObjFile(const std::string& fileName, KObjMesh& mesh);
 
 // The longest line ReadObjFile accepts (256 MiB; a face of some thirty million corners). A
