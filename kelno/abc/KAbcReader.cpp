@@ -1,5 +1,6 @@
 #include "KAbcReader.h"
 
+#include "KAbcHdf5.h"
 #include "KAbcOgawa.h"
 #include "KAbcStorage.h"
 
@@ -142,19 +143,21 @@ ArchiveReader::~ArchiveReader() = default;
 
 namespace {
 
-const unsigned char kHdf5Signature[8] = {0x89, 0x48, 0x44, 0x46, 0x0d, 0x0a, 0x1a, 0x0a};
-
-std::unique_ptr<ArchiveReader> openStorage(std::shared_ptr<Storage> storage, std::string& error) {
+// Recognises the back end from the first bytes. The HDF5 back end reads through the HDF5
+// library, so it opens the path (or a copy of the bytes) itself; path is empty for memory.
+std::unique_ptr<ArchiveReader> openStorage(std::shared_ptr<Storage> storage, const std::string& path,
+                                           const void* memory, std::string& error) {
     const std::uint64_t size = storage->size();
     unsigned char bytes[16] = {};
     if (!storage->read(0, bytes, static_cast<std::size_t>(size < 16 ? size : 16))) {
         error = "cannot read the file";
         return nullptr;
     }
-    if (size >= 8 && std::memcmp(bytes, kHdf5Signature, 8) == 0) {
-        // The HDF5 back end will open the path with the HDF5 library here.
-        error = "HDF5 Alembic archives are not supported yet (only the Ogawa back end is)";
-        return nullptr;
+    if (isHdf5Signature(bytes, size)) {
+        if (memory)
+            return openHdf5Memory(memory, static_cast<std::size_t>(size), error);
+        storage.reset();
+        return openHdf5File(path, size, error);
     }
     if (isOgawaSignature(bytes, size)) {
         if (size < 16) {
@@ -174,12 +177,12 @@ std::unique_ptr<ArchiveReader> openArchiveReader(const std::string& path, std::s
     std::shared_ptr<Storage> storage = openFileStorage(path, error);
     if (!storage)
         return nullptr;
-    return openStorage(std::move(storage), error);
+    return openStorage(std::move(storage), path, nullptr, error);
 }
 
 std::unique_ptr<ArchiveReader> openArchiveReaderFromMemory(const void* data, std::size_t size,
                                                            std::string& error) {
-    return openStorage(copyToStorage(data, size), error);
+    return openStorage(copyToStorage(data, size), std::string(), data ? data : "", error);
 }
 
 } // namespace Abc
