@@ -3,11 +3,18 @@
 #include <hdf5.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <mutex>
 #include <set>
+
+#if !defined(_WIN32)
+#include <csignal>
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
 
 namespace Kelno {
 namespace Abc {
@@ -252,6 +259,13 @@ class Hdf5Reader : public ArchiveReader {
     bool _elements(const AbcPropertyNode& property, hid_t sample, bool dataset, std::size_t& bytes,
                    std::string* error) const;
 
+  public:
+    // Opens every stored sample of every property (and reads the scalar ones): the header
+    // decoding a sample read will do later. Used by the probe process.
+    void probeSamples(const AbcPropertyNode& compound);
+    bool m_probing = false;
+
+  private:
     Handle m_file;
     std::vector<Location> m_locations;
     std::set<std::pair<unsigned long, haddr_t>> m_visited;
@@ -562,7 +576,11 @@ template <class Use> bool Hdf5Reader::_withSample(const AbcPropertyNode& propert
     char slot[16];
     std::snprintf(slot, sizeof(slot), "%04u", k);
 
-    std::lock_guard<std::mutex> lock(libraryLock());
+    // A probe (see probeInIsolation) runs alone in its own process, where the lock is already
+    // taken by the thread that forked.
+    std::unique_lock<std::mutex> lock(libraryLock(), std::defer_lock);
+    if (!m_probing)
+        lock.lock();
     Handle group = openGroup(m_file.id(), at.group);
     if (!group.ok())
         return fail("damaged archive: the group of property " + at.name + " is gone");
@@ -709,6 +727,34 @@ bool Hdf5Reader::readSampleInto(const AbcPropertyNode& property, std::uint32_t s
     });
 }
 
+void Hdf5Reader::probeSamples(const AbcPropertyNode& compound) {
+    for (const auto& child : compound.children) {
+        if (child->kind == PropertyKind::Compound) {
+            probeSamples(*child);
+            continue;
+        }
+        if (child->numSamples == 0)
+            continue;
+        std::vector<std::uint32_t> slots{0};
+        for (std::uint32_t k = std::max<std::uint32_t>(child->firstChanged, 1); k <= child->lastChanged; ++k)
+            slots.push_back(k);
+        for (const std::uint32_t k : slots) {
+            SampleView view;
+            std::size_t size = 0;
+            if (child->kind == PropertyKind::Scalar)
+                readSample(*child, k, view, nullptr);
+            else
+                sampleSize(*child, k, size, nullptr);
+        }
+    }
+}
+
+void probeObjects(Hdf5Reader& reader, const AbcObjectNode& node) {
+    reader.probeSamples(node.properties);
+    for (const auto& child : node.children)
+        probeObjects(reader, *child);
+}
+
 void silenceLibrary() {
     // The library prints its error stack on every failed call by default; failures here are
     // reported as reasons instead.
@@ -722,14 +768,67 @@ bool isHdf5Signature(const unsigned char* data, std::uint64_t size) {
     return size >= 8 && std::memcmp(data, signature, 8) == 0;
 }
 
-std::unique_ptr<ArchiveReader> openHdf5File(const std::string& path, std::uint64_t fileSize,
-                                            std::string& error) {
+namespace {
+
+// The HDF5 library trusts the structures it decodes: some damaged files crash it (a flipped byte
+// in an object header is enough). Before the library reads a file in this process, a child
+// process opens it, parses it as we do and opens every stored sample; only when the child gets
+// through is the file read here. Parse errors are not the child's business (this process
+// reports them itself): the child only has to survive.
+enum class Probe { Survived, Crashed, Unavailable };
+
+template <class Open> Probe probeInIsolation(Open open) {
+#if defined(_WIN32)
+    (void)open;
+    return Probe::Unavailable;
+#else
+    int channel[2];
+    if (::pipe(channel) != 0)
+        return Probe::Unavailable;
+    const pid_t child = ::fork();
+    if (child < 0) {
+        ::close(channel[0]);
+        ::close(channel[1]);
+        return Probe::Unavailable;
+    }
+    if (child == 0) {
+        // The child: default signal handling (a crash ends it quietly), no output of its own.
+        for (int sig : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT})
+            ::signal(sig, SIG_DFL);
+        ::close(channel[0]);
+        Hdf5Reader reader;
+        reader.m_probing = true;
+        std::string ignored;
+        if (open(reader, ignored))
+            probeObjects(reader, reader.root());
+        const char done = 1;
+        const ssize_t written = ::write(channel[1], &done, 1);
+        ::_exit(written == 1 ? 0 : 1);
+    }
+    ::close(channel[1]);
+    char done = 0;
+    ssize_t got;
+    do {
+        got = ::read(channel[0], &done, 1);
+    } while (got < 0 && errno == EINTR);
+    ::close(channel[0]);
+    int status = 0;
+    while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    return got == 1 && done == 1 ? Probe::Survived : Probe::Crashed;
+#endif
+}
+
+template <class Open> std::unique_ptr<ArchiveReader> openChecked(Open open, std::string& error) {
     std::unique_ptr<Hdf5Reader> reader(new Hdf5Reader);
     bool ok = false;
     {
         std::lock_guard<std::mutex> lock(libraryLock());
         silenceLibrary();
-        ok = reader->openFile(path, fileSize, error);
+        if (probeInIsolation(open) == Probe::Crashed)
+            error = "damaged HDF5 archive: the HDF5 library cannot read it without crashing";
+        else
+            ok = open(*reader, error);
     }
     // A failed reader is destroyed outside the lock: its destructor takes the lock itself.
     if (!ok)
@@ -737,17 +836,17 @@ std::unique_ptr<ArchiveReader> openHdf5File(const std::string& path, std::uint64
     return std::unique_ptr<ArchiveReader>(reader.release());
 }
 
+} // namespace
+
+std::unique_ptr<ArchiveReader> openHdf5File(const std::string& path, std::uint64_t fileSize,
+                                            std::string& error) {
+    return openChecked(
+        [&](Hdf5Reader& reader, std::string& why) { return reader.openFile(path, fileSize, why); }, error);
+}
+
 std::unique_ptr<ArchiveReader> openHdf5Memory(const void* data, std::size_t size, std::string& error) {
-    std::unique_ptr<Hdf5Reader> reader(new Hdf5Reader);
-    bool ok = false;
-    {
-        std::lock_guard<std::mutex> lock(libraryLock());
-        silenceLibrary();
-        ok = reader->openMemory(data, size, error);
-    }
-    if (!ok)
-        return nullptr;
-    return std::unique_ptr<ArchiveReader>(reader.release());
+    return openChecked(
+        [&](Hdf5Reader& reader, std::string& why) { return reader.openMemory(data, size, why); }, error);
 }
 
 } // namespace Abc

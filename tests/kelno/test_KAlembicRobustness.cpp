@@ -250,16 +250,18 @@ TEST_P(DamagedFixture, CyclesInTheGroupTreeAreRefused) {
     }
 }
 
-TEST_P(DamagedFixture, EveryTruncationFailsToOpen) {
-    // The top-level group is written last, so any cut loses it (or the blocks it names).
+// Ogawa: the top-level group is written last, so any cut loses it (or the blocks it names).
+// HDF5: the library compares the file's size with the end its superblock records.
+void expectEveryTruncationFailsToOpen(const std::vector<unsigned char>& m_bytes, std::size_t middleCuts) {
     const std::size_t n = m_bytes.size();
     std::vector<std::size_t> cuts;
-    for (std::size_t c = 0; c < std::min<std::size_t>(n, 64); ++c)
+    const std::size_t edge = std::min<std::size_t>(64, middleCuts);
+    for (std::size_t c = 0; c < std::min<std::size_t>(n, edge); ++c)
         cuts.push_back(c);
-    const std::size_t step = std::max<std::size_t>(1, n / 300);
-    for (std::size_t c = 64; c < n; c += step)
+    const std::size_t step = std::max<std::size_t>(1, n / middleCuts);
+    for (std::size_t c = edge; c < n; c += step)
         cuts.push_back(c);
-    for (std::size_t c = n > 64 ? n - 64 : 0; c < n; ++c)
+    for (std::size_t c = n > edge ? n - edge : 0; c < n; ++c)
         cuts.push_back(c);
     for (std::size_t cut : cuts) {
         KAlembicArchive archive;
@@ -268,9 +270,9 @@ TEST_P(DamagedFixture, EveryTruncationFailsToOpen) {
     }
 }
 
-TEST_P(DamagedFixture, RandomByteFlipsNeverCrashAndNeverYieldInconsistentMeshes) {
+void expectByteFlipsNeverCrashOrYieldInconsistentMeshes(const std::vector<unsigned char>& m_bytes,
+                                                        int rounds) {
     std::mt19937 rng(20261121u);
-    const int rounds = 600;
     int opened = 0;
     for (int round = 0; round < rounds; ++round) {
         std::vector<unsigned char> b = m_bytes;
@@ -294,6 +296,27 @@ TEST_P(DamagedFixture, RandomByteFlipsNeverCrashAndNeverYieldInconsistentMeshes)
     // Most flips land in sample payloads, so many damaged files still open.
     EXPECT_GT(opened, 0);
 }
+
+TEST_P(DamagedFixture, EveryTruncationFailsToOpen) { expectEveryTruncationFailsToOpen(m_bytes, 300); }
+TEST_P(DamagedFixture, RandomByteFlipsNeverCrashAndNeverYieldInconsistentMeshes) {
+    expectByteFlipsNeverCrashOrYieldInconsistentMeshes(m_bytes, 600);
+}
+
+// The same damage on HDF5 archives. Each open of one runs a probe process first, so fewer rounds.
+using DamagedHdf5Fixture = DamagedFixture;
+TEST_P(DamagedHdf5Fixture, EveryTruncationFailsToOpen) { expectEveryTruncationFailsToOpen(m_bytes, 40); }
+TEST_P(DamagedHdf5Fixture, RandomByteFlipsNeverCrashAndNeverYieldInconsistentMeshes) {
+    expectByteFlipsNeverCrashOrYieldInconsistentMeshes(m_bytes, 250);
+}
+
+INSTANTIATE_TEST_SUITE_P(Fixtures, DamagedHdf5Fixture,
+                         ::testing::Values("hdf5/static_cube.abc", "hdf5/deforming_mesh.abc",
+                                           "hdf5/visibility.abc", "hdf5/mixed_schemas.abc",
+                                           "hdf5/empty_mesh.abc"),
+                         [](const ::testing::TestParamInfo<const char*>& info) {
+                             std::string name = info.param + 5;
+                             return name.substr(0, name.find('.'));
+                         });
 
 INSTANTIATE_TEST_SUITE_P(Fixtures, DamagedFixture,
                          ::testing::Values("static_cube.abc", "deforming_mesh.abc", "visibility.abc",
