@@ -165,6 +165,13 @@ class ArchiveReader {
     virtual bool readSampleInto(const AbcPropertyNode& property, std::uint32_t sampleIndex, void* destination,
                                 std::size_t size, std::string* error) const = 0;
 
+    // Replaces every instance (an object whose top compound holds a string ".instanceSource"
+    // naming another object) with what it stands for: the source's metadata and properties
+    // under the instance's own name and path, and the source's subtree below it. Called once
+    // after parsing, before the reader is shared. False with a reason when instances form a
+    // cycle (a source that contains its instance) or expand beyond a sane size.
+    bool resolveInstances(std::string& error);
+
   protected:
     AbcObjectNode m_root;
     std::vector<TimeSampling> m_timeSamplings;
