@@ -1,6 +1,7 @@
 // The Alembic reader on production archives, on damaged files and from many threads.
 #include <kelno/KAlembic.h>
 
+#include "support/KHdf5Writer.h"
 #include "support/KOgawaWriter.h"
 #include "support/KTestData.h"
 
@@ -484,6 +485,10 @@ TEST(AlembicWriterRoundTrip, DeformingMeshTransformAndVisibilityReadBack) {
     std::remove(path.c_str());
 }
 
+// Scenes are written with both back ends and must read alike.
+void (*const kSceneWriters[])(const std::string&, const KelnoTest::MeshScene&) = {
+    KelnoTest::writeMeshScene, KelnoTest::writeMeshSceneHdf5};
+
 // A transform on its own sampling is read at the mesh sample's time: the last transform sample
 // at or before it (the first one before the transform starts).
 TEST(AlembicWriterRoundTrip, TransformsOnOtherSamplingsArePlacedByTime) {
@@ -499,38 +504,39 @@ TEST(AlembicWriterRoundTrip, TransformsOnOtherSamplingsArePlacedByTime) {
         {"half the rate", 1.0 / 12, 1.0 / 24, {0, 0, 1, 1}},
     };
     const std::string path = ::testing::TempDir() + "kelno_two_samplings.abc";
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
-        KelnoTest::MeshScene scene;
-        for (int s = 0; s < 4; ++s)
-            scene.positions.push_back({0, 0, static_cast<float>(s), 1, 0, 0, 0, 1, 0});
-        scene.faceCounts = {3};
-        scene.faceIndices = {0, 1, 2};
-        for (int k = 0; k < 20; ++k)
-            scene.translateX.push_back(k);
-        scene.xformStep = c.xformStep;
-        scene.xformStart = c.xformStart;
-        KelnoTest::writeMeshScene(path, scene);
-        KAlembicArchive archive;
-        ASSERT_TRUE(archive.open(path.c_str())) << archive.errorString().str();
-        KAlembicObject xform, mesh;
-        ASSERT_TRUE(archive.topObject().getChild(0, xform) && xform.getChild(0, mesh));
-        EXPECT_EQ(mesh.numSamples(), 4);
-        EXPECT_EQ(xform.numSamples(), 20);
-        for (int s = 0; s < 4; ++s) {
-            KVectorArray p;
-            KMatrix m;
-            ASSERT_TRUE(
-                mesh.getPolyMeshData(&p, nullptr, nullptr, nullptr, nullptr, &m, nullptr, nullptr, s));
-            EXPECT_EQ(p[0].z, static_cast<float>(s));
-            EXPECT_EQ(m.translation(),
-                      KVector(static_cast<float>(c.expected[static_cast<std::size_t>(s)]), 0, 0))
-                << "mesh sample " << s;
-            double world[16];
-            ASSERT_TRUE(mesh.getWorldMatrix(world, s));
-            EXPECT_EQ(world[12], c.expected[static_cast<std::size_t>(s)]);
+    for (const auto& c : cases)
+        for (const auto write : kSceneWriters) {
+            SCOPED_TRACE(std::string(c.what) + (write == kSceneWriters[0] ? " (Ogawa)" : " (HDF5)"));
+            KelnoTest::MeshScene scene;
+            for (int s = 0; s < 4; ++s)
+                scene.positions.push_back({0, 0, static_cast<float>(s), 1, 0, 0, 0, 1, 0});
+            scene.faceCounts = {3};
+            scene.faceIndices = {0, 1, 2};
+            for (int k = 0; k < 20; ++k)
+                scene.translateX.push_back(k);
+            scene.xformStep = c.xformStep;
+            scene.xformStart = c.xformStart;
+            write(path, scene);
+            KAlembicArchive archive;
+            ASSERT_TRUE(archive.open(path.c_str())) << archive.errorString().str();
+            KAlembicObject xform, mesh;
+            ASSERT_TRUE(archive.topObject().getChild(0, xform) && xform.getChild(0, mesh));
+            EXPECT_EQ(mesh.numSamples(), 4);
+            EXPECT_EQ(xform.numSamples(), 20);
+            for (int s = 0; s < 4; ++s) {
+                KVectorArray p;
+                KMatrix m;
+                ASSERT_TRUE(
+                    mesh.getPolyMeshData(&p, nullptr, nullptr, nullptr, nullptr, &m, nullptr, nullptr, s));
+                EXPECT_EQ(p[0].z, static_cast<float>(s));
+                EXPECT_EQ(m.translation(),
+                          KVector(static_cast<float>(c.expected[static_cast<std::size_t>(s)]), 0, 0))
+                    << "mesh sample " << s;
+                double world[16];
+                ASSERT_TRUE(mesh.getWorldMatrix(world, s));
+                EXPECT_EQ(world[12], c.expected[static_cast<std::size_t>(s)]);
+            }
         }
-    }
     std::remove(path.c_str());
 }
 
@@ -554,56 +560,57 @@ TEST(AlembicWriterRoundTrip, InstancesStandForTheirSourcesAndCyclesAreRefused) {
         {"/", false, {}, 0, nullptr},
     };
     const std::string path = ::testing::TempDir() + "kelno_instance.abc";
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.source);
-        KelnoTest::MeshScene scene;
-        for (int s = 0; s < 3; ++s)
-            scene.positions.push_back({0, 0, static_cast<float>(s), 1, 0, 0, 0, 1, 0});
-        scene.faceCounts = {3};
-        scene.faceIndices = {0, 1, 2};
-        scene.translateX = {1, 2, 3};
-        scene.instanceSource = c.source;
-        KelnoTest::writeMeshScene(path, scene);
-        KAlembicArchive archive;
-        ASSERT_EQ(archive.open(path.c_str()), c.opens) << archive.errorString().str();
-        if (!c.opens) {
-            EXPECT_NE(archive.errorString().str().find("cycle"), std::string::npos)
-                << archive.errorString().str();
-            continue;
+    for (const auto& c : cases)
+        for (const auto write : kSceneWriters) {
+            SCOPED_TRACE(std::string(c.source) + (write == kSceneWriters[0] ? " (Ogawa)" : " (HDF5)"));
+            KelnoTest::MeshScene scene;
+            for (int s = 0; s < 3; ++s)
+                scene.positions.push_back({0, 0, static_cast<float>(s), 1, 0, 0, 0, 1, 0});
+            scene.faceCounts = {3};
+            scene.faceIndices = {0, 1, 2};
+            scene.translateX = {1, 2, 3};
+            scene.instanceSource = c.source;
+            write(path, scene);
+            KAlembicArchive archive;
+            ASSERT_EQ(archive.open(path.c_str()), c.opens) << archive.errorString().str();
+            if (!c.opens) {
+                EXPECT_NE(archive.errorString().str().find("cycle"), std::string::npos)
+                    << archive.errorString().str();
+                continue;
+            }
+            KAlembicObjectArray objects;
+            GetAllDescendantObjects(archive.topObject(), objects, true);
+            std::vector<std::string> paths;
+            for (int i = 0; i < objects.length(); ++i)
+                paths.push_back(objects[i].fullPath().str());
+            EXPECT_EQ(paths, c.paths);
+            EXPECT_EQ(archive.numObjects(), objects.length() + 1);
+            EXPECT_EQ(objects[3].name().str(), "inst");
+            EXPECT_EQ(objects[3].typeId(), c.instanceType);
+            if (c.instanceType == kAbcTypePolyMesh) {
+                KMatrix m;
+                ASSERT_TRUE(objects[3].getPolyMeshData(nullptr, nullptr, nullptr, nullptr, nullptr, &m,
+                                                       nullptr, nullptr, 0));
+                EXPECT_EQ(m.translation(), KVector(0, 10, 0));
+            }
+            if (!c.placedMesh)
+                continue;
+            const KAlembicObject& placed = objects[4];
+            KAlembicObject parent;
+            ASSERT_TRUE(placed.getParent(parent));
+            EXPECT_EQ(parent.fullPath().str(), "/group/inst");
+            EXPECT_EQ(placed.numSamples(), 3);
+            for (int s = 0; s < 3; ++s) {
+                KVectorArray mine, original;
+                KMatrix m;
+                ASSERT_TRUE(placed.getPolyMeshData(&mine, nullptr, nullptr, nullptr, nullptr, &m, nullptr,
+                                                   nullptr, s));
+                ASSERT_TRUE(objects[1].getPolyMeshData(&original, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                                       nullptr, nullptr, s));
+                EXPECT_EQ(mine, original);
+                EXPECT_EQ(m.translation(), KVector(static_cast<float>(s + 1), 10, 0));
+            }
         }
-        KAlembicObjectArray objects;
-        GetAllDescendantObjects(archive.topObject(), objects, true);
-        std::vector<std::string> paths;
-        for (int i = 0; i < objects.length(); ++i)
-            paths.push_back(objects[i].fullPath().str());
-        EXPECT_EQ(paths, c.paths);
-        EXPECT_EQ(archive.numObjects(), objects.length() + 1);
-        EXPECT_EQ(objects[3].name().str(), "inst");
-        EXPECT_EQ(objects[3].typeId(), c.instanceType);
-        if (c.instanceType == kAbcTypePolyMesh) {
-            KMatrix m;
-            ASSERT_TRUE(objects[3].getPolyMeshData(nullptr, nullptr, nullptr, nullptr, nullptr, &m, nullptr,
-                                                   nullptr, 0));
-            EXPECT_EQ(m.translation(), KVector(0, 10, 0));
-        }
-        if (!c.placedMesh)
-            continue;
-        const KAlembicObject& placed = objects[4];
-        KAlembicObject parent;
-        ASSERT_TRUE(placed.getParent(parent));
-        EXPECT_EQ(parent.fullPath().str(), "/group/inst");
-        EXPECT_EQ(placed.numSamples(), 3);
-        for (int s = 0; s < 3; ++s) {
-            KVectorArray mine, original;
-            KMatrix m;
-            ASSERT_TRUE(
-                placed.getPolyMeshData(&mine, nullptr, nullptr, nullptr, nullptr, &m, nullptr, nullptr, s));
-            ASSERT_TRUE(objects[1].getPolyMeshData(&original, nullptr, nullptr, nullptr, nullptr, nullptr,
-                                                   nullptr, nullptr, s));
-            EXPECT_EQ(mine, original);
-            EXPECT_EQ(m.translation(), KVector(static_cast<float>(s + 1), 10, 0));
-        }
-    }
     std::remove(path.c_str());
 }
 
