@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -12,6 +13,7 @@
 
 #if !defined(_WIN32)
 #include <csignal>
+#include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #endif
@@ -282,7 +284,9 @@ bool Hdf5Reader::_fail(const std::string& what) {
 bool Hdf5Reader::openFile(const std::string& path, std::uint64_t fileSize, std::string& error) {
     m_fileSize = fileSize;
     Handle access(H5Pcreate(H5P_FILE_ACCESS), H5Pclose);
-    if (!access.ok() || H5Pset_fclose_degree(access.id(), H5F_CLOSE_STRONG) < 0) {
+    // No file locks: we only read, and locking fails on network file systems without it.
+    if (!access.ok() || H5Pset_fclose_degree(access.id(), H5F_CLOSE_STRONG) < 0 ||
+        H5Pset_file_locking(access.id(), 0, 1) < 0) {
         error = "cannot set up the HDF5 library";
         return false;
     }
@@ -775,7 +779,8 @@ namespace {
 // process opens it, parses it as we do and opens every stored sample; only when the child gets
 // through is the file read here. Parse errors are not the child's business (this process
 // reports them itself): the child only has to survive.
-enum class Probe { Survived, Crashed, Unavailable };
+enum class Probe { Survived, Failed, Unavailable };
+const int kProbeSeconds = 60;
 
 template <class Open> Probe probeInIsolation(Open open) {
 #if defined(_WIN32)
@@ -806,16 +811,34 @@ template <class Open> Probe probeInIsolation(Open open) {
         ::_exit(written == 1 ? 0 : 1);
     }
     ::close(channel[1]);
+    // A damaged file may also send the library round in circles: a probe that has not finished
+    // after a generous time is stopped and counts as a failure.
     char done = 0;
-    ssize_t got;
-    do {
-        got = ::read(channel[0], &done, 1);
-    } while (got < 0 && errno == EINTR);
+    ssize_t got = -1;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(kProbeSeconds);
+    for (;;) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+            deadline - std::chrono::steady_clock::now());
+        if (left.count() <= 0)
+            break;
+        pollfd wait = {channel[0], POLLIN, 0};
+        const int ready = ::poll(&wait, 1, static_cast<int>(left.count()));
+        if (ready < 0 && errno == EINTR)
+            continue;
+        if (ready > 0) {
+            do {
+                got = ::read(channel[0], &done, 1);
+            } while (got < 0 && errno == EINTR);
+        }
+        break;
+    }
     ::close(channel[0]);
+    if (got != 1)
+        ::kill(child, SIGKILL);
     int status = 0;
     while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }
-    return got == 1 && done == 1 ? Probe::Survived : Probe::Crashed;
+    return got == 1 && done == 1 ? Probe::Survived : Probe::Failed;
 #endif
 }
 
@@ -825,8 +848,8 @@ template <class Open> std::unique_ptr<ArchiveReader> openChecked(Open open, std:
     {
         std::lock_guard<std::mutex> lock(libraryLock());
         silenceLibrary();
-        if (probeInIsolation(open) == Probe::Crashed)
-            error = "damaged HDF5 archive: the HDF5 library cannot read it without crashing";
+        if (probeInIsolation(open) == Probe::Failed)
+            error = "damaged HDF5 archive: the HDF5 library crashes or stalls on it";
         else
             ok = open(*reader, error);
     }

@@ -310,6 +310,43 @@ TEST_P(DamagedHdf5Fixture, RandomByteFlipsNeverCrashAndNeverYieldInconsistentMes
     expectByteFlipsNeverCrashOrYieldInconsistentMeshes(m_bytes, 250);
 }
 
+TEST(AlembicDamage, Hdf5GroupsLinkedIntoACycleOrSharedAreRefused) {
+    const std::string path = ::testing::TempDir() + "kelno_hdf5_links.abc";
+    const struct {
+        const char* at;     // where a second hard link is added
+        const char* target; // the group it names
+        bool property;      // the link is a compound property (listed by a header)
+    } cases[] = {
+        {"/ABC/xform/mesh/loop", "/ABC/xform", false},               // an object inside itself
+        {"/ABC/again", "/ABC/xform", false},                         // one object in two places
+        {"/ABC/xform/.prop/.xform/inner", "/ABC/xform/.prop", true}, // a compound property inside itself
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.at);
+        KelnoTest::MeshScene scene;
+        scene.positions = {{0, 0, 0, 1, 0, 0, 0, 1, 0}};
+        scene.faceCounts = {3};
+        scene.faceIndices = {0, 1, 2};
+        scene.translateX = {1};
+        KelnoTest::writeMeshSceneHdf5(path, scene);
+        const hid_t file = H5Fopen(path.c_str(), H5F_ACC_RDWR, H5P_DEFAULT);
+        ASSERT_GE(file, 0);
+        EXPECT_GE(H5Lcreate_hard(file, c.target, file, c.at, H5P_DEFAULT, H5P_DEFAULT), 0);
+        if (c.property) {
+            const hid_t xform = H5Gopen2(file, "/ABC/xform/.prop/.xform", H5P_DEFAULT);
+            const unsigned compound = 0;
+            KelnoTest::Hdf5Writer::numbers(xform, "inner.info", H5T_STD_U32LE, H5T_NATIVE_UINT, &compound, 1);
+            H5Gclose(xform);
+        }
+        H5Fclose(file);
+        KAlembicArchive archive;
+        EXPECT_FALSE(archive.open(path.c_str()));
+        EXPECT_NE(archive.errorString().str().find("cycle or shared"), std::string::npos)
+            << archive.errorString().str();
+    }
+    std::remove(path.c_str());
+}
+
 INSTANTIATE_TEST_SUITE_P(Fixtures, DamagedHdf5Fixture,
                          ::testing::Values("hdf5/static_cube.abc", "hdf5/deforming_mesh.abc",
                                            "hdf5/visibility.abc", "hdf5/mixed_schemas.abc",

@@ -53,8 +53,8 @@ class Hdf5Writer {
         return g;
     }
 
-    void numbers(hid_t at, const std::string& name, hid_t fileType, hid_t memType, const void* values,
-                 hsize_t count, bool scalarSpace = false) {
+    static void numbers(hid_t at, const std::string& name, hid_t fileType, hid_t memType, const void* values,
+                        hsize_t count, bool scalarSpace = false) {
         const hid_t space = scalarSpace ? H5Screate(H5S_SCALAR) : H5Screate_simple(1, &count, nullptr);
         const hid_t a = H5Acreate2(at, name.c_str(), fileType, space, H5P_DEFAULT, H5P_DEFAULT);
         if (a < 0 || H5Awrite(a, memType, values) < 0)
@@ -62,7 +62,7 @@ class Hdf5Writer {
         H5Aclose(a);
         H5Sclose(space);
     }
-    void text(hid_t at, const std::string& name, const std::string& value) {
+    static void text(hid_t at, const std::string& name, const std::string& value) {
         const hid_t type = H5Tcopy(H5T_C_S1);
         H5Tset_size(type, value.size() + 1);
         H5Tset_strpad(type, H5T_STR_NULLTERM);
