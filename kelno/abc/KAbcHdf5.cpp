@@ -246,6 +246,11 @@ class Hdf5Reader : public ArchiveReader {
   private:
     bool _parse(std::string& error);
     bool _fail(const std::string& what);
+    // Most elements of that many bytes an attribute of this file can hold (attributes are
+    // stored uncompressed).
+    hsize_t _maxElements(std::size_t bytes) const {
+        return std::min<hsize_t>(kMaxAttributeElements, m_fileSize / bytes + 1);
+    }
     bool _visit(hid_t group);
     bool _parseTimeSamplings(hid_t root);
     bool _parseObject(hid_t group, const std::string& path, AbcObjectNode& node, int depth);
@@ -386,7 +391,7 @@ bool Hdf5Reader::_parseTimeSamplings(hid_t root) {
         std::vector<std::uint32_t> tspc;
         if ((hasTtpc && !readNumbers(root, prefix + ".ttpc", H5T_NATIVE_DOUBLE, 1, ttpc)) ||
             (hasTspc && !readNumbers(root, prefix + ".tspc", H5T_NATIVE_UINT32, 1, tspc)) ||
-            !readNumbers(root, prefix + ".time", H5T_NATIVE_DOUBLE, kMaxAttributeElements, ts.storedTimes))
+            !readNumbers(root, prefix + ".time", H5T_NATIVE_DOUBLE, _maxElements(8), ts.storedTimes))
             return _fail("unreadable time sampling " + prefix);
         if (hasTspc && tspc[0] == 0xffffffffu) {
             ts.timePerCycle = TimeSampling::acyclicTimePerCycle();
@@ -407,7 +412,7 @@ bool Hdf5Reader::_parseTimeSamplings(hid_t root) {
     }
     std::vector<std::int64_t> maxSamples;
     if (attributeExists(root, "abc_max_samples")) {
-        if (!readNumbers(root, "abc_max_samples", H5T_NATIVE_INT64, kMaxAttributeElements, maxSamples))
+        if (!readNumbers(root, "abc_max_samples", H5T_NATIVE_INT64, _maxElements(8), maxSamples))
             return _fail("unreadable maximum sample counts");
         m_haveMaxSamples = true;
         for (std::size_t i = 0; i < maxSamples.size() && i < m_timeSamplings.size(); ++i)

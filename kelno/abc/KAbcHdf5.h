@@ -11,7 +11,11 @@
 //
 // Damage: the library's own error stacks are silenced; any failed call turns into a one-line
 // reason. Group cycles (hard links back to an ancestor), excessive nesting and sizes that do not
-// fit the file are refused before anything is allocated for them.
+// fit the file are refused before anything is allocated for them. The library itself trusts
+// what it decodes and can crash on a damaged file, so on POSIX systems a short-lived child
+// process first opens the archive and every stored sample; a file the child does not get
+// through (crash or a minute without an answer) is refused, and only then does this process
+// read it. (No such probe on Windows.) A file damaged on disk after open is not covered.
 #pragma once
 
 #include "KAbcReader.h"
