@@ -243,6 +243,12 @@ class Hdf5Reader : public ArchiveReader {
 
     const char* backendName() const override { return "HDF5"; }
 
+    // Makes this reader the probe process's: it takes no lock (the forking thread holds it).
+    void setProbing() { m_probing = true; }
+    // Opens every stored sample of every property (and reads the scalar ones): all the header
+    // decoding later sample reads will do.
+    void probe() { _probeObjects(m_root); }
+
     // Both run with the library lock held by the caller.
     bool openFile(const std::string& path, std::uint64_t fileSize, std::string& error);
     bool openMemory(const void* data, std::size_t size, std::string& error);
@@ -277,14 +283,11 @@ class Hdf5Reader : public ArchiveReader {
     bool _elements(const AbcPropertyNode& property, hid_t sample, bool dataset, std::size_t& bytes,
                    std::string* error) const;
 
-  public:
-    // Opens every stored sample of every property (and reads the scalar ones): the header
-    // decoding a sample read will do later. Used by the probe process.
-    void probeSamples(const AbcPropertyNode& compound);
-    bool m_probing = false;
+    void _probeSamples(const AbcPropertyNode& compound);
+    void _probeObjects(const AbcObjectNode& node);
 
-  private:
     Handle m_file;
+    bool m_probing = false;
     std::vector<Location> m_locations;
     std::set<std::pair<unsigned long, haddr_t>> m_visited;
     bool m_haveMaxSamples = false;
@@ -747,10 +750,10 @@ bool Hdf5Reader::readSampleInto(const AbcPropertyNode& property, std::uint32_t s
     });
 }
 
-void Hdf5Reader::probeSamples(const AbcPropertyNode& compound) {
+void Hdf5Reader::_probeSamples(const AbcPropertyNode& compound) {
     for (const auto& child : compound.children) {
         if (child->kind == PropertyKind::Compound) {
-            probeSamples(*child);
+            _probeSamples(*child);
             continue;
         }
         if (child->numSamples == 0)
@@ -769,10 +772,10 @@ void Hdf5Reader::probeSamples(const AbcPropertyNode& compound) {
     }
 }
 
-void probeObjects(Hdf5Reader& reader, const AbcObjectNode& node) {
-    reader.probeSamples(node.properties);
+void Hdf5Reader::_probeObjects(const AbcObjectNode& node) {
+    _probeSamples(node.properties);
     for (const auto& child : node.children)
-        probeObjects(reader, *child);
+        _probeObjects(*child);
 }
 
 void silenceLibrary() {
@@ -826,10 +829,10 @@ template <class Open> Probe probeInIsolation(Open open) {
 #endif
         ::close(channel[0]);
         Hdf5Reader reader;
-        reader.m_probing = true;
+        reader.setProbing();
         std::string ignored;
         if (open(reader, ignored))
-            probeObjects(reader, reader.root());
+            reader.probe();
         const char done = 1;
         const ssize_t written = ::write(channel[1], &done, 1);
         ::_exit(written == 1 ? 0 : 1);
