@@ -41,12 +41,14 @@
 // checked here; its error printing is silenced). A damaged archive makes open() fail, or a later read return
 // false, without crashing and without allocating more than a small multiple of the file's size.
 //
-// Files changing underneath (Ogawa; the HDF5 library reads through its own caches): open() parses the
-// hierarchy and headers once; samples are read from the file when asked for (positioned reads, never a memory
-// mapping). If another process truncates, rewrites or appends to the file while it is open, a read whose
-// bytes are gone or no longer fit the sizes seen at open returns false with a reason, and a read of rewritten
+// Files changing underneath: open() parses the hierarchy and headers once; samples are read
+// from the file when asked for (positioned reads, never a memory mapping). If another process
+// truncates, rewrites or appends to an Ogawa file while it is open, a read whose bytes are gone
+// or no longer fit the sizes seen at open returns false with a reason, and a read of rewritten
 // bytes returns those bytes, checked like any other (topology validated, sizes matched). The
-// process is never signalled. Reopen the archive to see the new contents properly.
+// process is never signalled. HDF5 files are read through the HDF5 library and its caches: a
+// truncated file makes reads fail, but bytes rewritten in place after open are not checked
+// beyond what that library checks. Reopen the archive to see the new contents properly.
 #pragma once
 
 #include "KTypes.h"
