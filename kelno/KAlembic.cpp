@@ -432,9 +432,10 @@ bool KAlembicObject::_placement(const AbcObjectNode* start, double t, double mat
 
 double KAlembicObject::_sampleTime(int sampleIndex) const {
     const AbcPropertyNode* property = sampledProperty(*m_node);
-    if (property && property->numSamples > 0)
+    if (property && property->numSamples > 1)
         return timeOfSample(*m_archive, *property, sampleIndex);
-    // Without samples of its own: the archive's main time sampling.
+    // Static (one sample, valid at all times) or without samples: the index counts samples of
+    // the archive's main time sampling, so that a static mesh follows animated transforms.
     const auto& samplings = m_archive->timeSamplings();
     if (samplings.empty())
         return 0.0;
@@ -550,8 +551,7 @@ bool KAlembicObject::getPolyMeshData(KVectorArray* positions, KVectorArray* velo
     }
 
     double world[16];
-    if (xform &&
-        !_placement(m_node->parent, timeOfSample(archive, *pointsProperty, sampleIndex), world, &reason))
+    if (xform && !_placement(m_node->parent, _sampleTime(sampleIndex), world, &reason))
         return fail("");
 
     if (wantPoints) {

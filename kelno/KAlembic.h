@@ -22,7 +22,9 @@
 //     Ancestors are sampled by time, not by index: the mesh sample's time is taken from its
 //     positions' time sampling, and each transform property is read at the last of its own
 //     samples at or before that time (its first sample for earlier times), so meshes and
-//     transforms written with different samplings line up as they were written.
+//     transforms written with different samplings line up as they were written. A static mesh
+//     (one sample, valid at every time) takes the time of sampleIndex in the archive's main
+//     time sampling instead, so that it follows the transforms animated above it.
 //   - KMatrix is row-major with points as row vectors: world = [x y z 1] * xform, translation
 //     in the last row (the file's own convention, so matrices are copied without transposing).
 //   - Times are seconds.

@@ -544,21 +544,23 @@ void (*const kSceneWriters[])(const std::string&, const KelnoTest::MeshScene&) =
 TEST(AlembicWriterRoundTrip, TransformsOnOtherSamplingsArePlacedByTime) {
     const struct {
         const char* what;
-        double xformStep;
+        int meshSamples;
+        double xformStep; // 0: the mesh's sampling
         double xformStart;
-        std::vector<double> expected; // translate x at mesh samples 0..3 (24 fps from frame 1)
+        std::vector<double> expected; // translate x at sample indices 0..3 (24 fps from frame 1)
     } cases[] = {
-        {"sub-frame samples from time 0", 1.0 / 48, 0.0, {2, 4, 6, 8}},
-        {"quarter-frame samples", 1.0 / 96, 0.0, {4, 8, 12, 16}},
-        {"starting two frames later", 1.0 / 24, 3.0 / 24, {0, 0, 0, 1}},
-        {"half the rate", 1.0 / 12, 1.0 / 24, {0, 0, 1, 1}},
+        {"sub-frame samples from time 0", 4, 1.0 / 48, 0.0, {2, 4, 6, 8}},
+        {"quarter-frame samples", 4, 1.0 / 96, 0.0, {4, 8, 12, 16}},
+        {"starting two frames later", 4, 1.0 / 24, 3.0 / 24, {0, 0, 0, 1}},
+        {"half the rate", 4, 1.0 / 12, 1.0 / 24, {0, 0, 1, 1}},
+        {"a static mesh under an animated transform", 1, 0.0, 0.0, {0, 1, 2, 3}},
     };
     const std::string path = ::testing::TempDir() + "kelno_two_samplings.abc";
     for (const auto& c : cases)
         for (const auto write : kSceneWriters) {
             SCOPED_TRACE(std::string(c.what) + (write == kSceneWriters[0] ? " (Ogawa)" : " (HDF5)"));
             KelnoTest::MeshScene scene;
-            for (int s = 0; s < 4; ++s)
+            for (int s = 0; s < c.meshSamples; ++s)
                 scene.positions.push_back({0, 0, static_cast<float>(s), 1, 0, 0, 0, 1, 0});
             scene.faceCounts = {3};
             scene.faceIndices = {0, 1, 2};
@@ -571,14 +573,14 @@ TEST(AlembicWriterRoundTrip, TransformsOnOtherSamplingsArePlacedByTime) {
             ASSERT_TRUE(archive.open(path.c_str())) << archive.errorString().str();
             KAlembicObject xform, mesh;
             ASSERT_TRUE(archive.topObject().getChild(0, xform) && xform.getChild(0, mesh));
-            EXPECT_EQ(mesh.numSamples(), 4);
+            EXPECT_EQ(mesh.numSamples(), c.meshSamples);
             EXPECT_EQ(xform.numSamples(), 20);
             for (int s = 0; s < 4; ++s) {
                 KVectorArray p;
                 KMatrix m;
                 ASSERT_TRUE(
                     mesh.getPolyMeshData(&p, nullptr, nullptr, nullptr, nullptr, &m, nullptr, nullptr, s));
-                EXPECT_EQ(p[0].z, static_cast<float>(s));
+                EXPECT_EQ(p[0].z, static_cast<float>(std::min(s, c.meshSamples - 1)));
                 EXPECT_EQ(m.translation(),
                           KVector(static_cast<float>(c.expected[static_cast<std::size_t>(s)]), 0, 0))
                     << "mesh sample " << s;
