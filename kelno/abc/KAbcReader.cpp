@@ -146,7 +146,7 @@ namespace {
 
 // Larger expansions are refused: nested instances multiply, and a few levels of them can
 // describe more objects than any viewer could show.
-const std::size_t kMaxExpandedObjects = std::size_t(1) << 22;
+const std::size_t kMaxExpandedObjects = std::size_t(1) << 21;
 
 void cloneProperty(const AbcPropertyNode& from, AbcPropertyNode& to) {
     to.name = from.name;
