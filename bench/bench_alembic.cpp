@@ -1,19 +1,22 @@
 // Alembic reader speed on a deforming mesh of about one million triangles over 48 frames.
 //
-// The archive is written at start-up by our own small Ogawa writer into the temporary folder
-// (KELNO_BENCH_DIR overrides it) and removed at exit, so it sits in the page cache like a cache
-// an artist scrubs. Measured:
+// The scene is written at start-up once per storage back end, by our own small Ogawa and HDF5
+// writers, into the temporary folder (KELNO_BENCH_DIR overrides it) and removed at exit, so both
+// sit in the page cache like a cache an artist scrubs. The reads run on both files (/Ogawa,
+// /HDF5 in the names), so the HDF5 back end is measured against the Ogawa one in the same run.
+// Measured:
 //   OpenAndList          open the archive, gather all objects, keep the polygon meshes
 //   ReadAllPositions     positions of all 48 samples into one reused array (the viewer's mesh)
 //   ReadAllPositionsAfterOpen  the same straight after opening the archive (first playback)
 //   MemcpyReference      a plain memcpy of the same 48 runs of bytes, for the ratio
 //   ReadTopologyOnce     face counts and indices into fresh arrays (what a reload does)
-//   ViewerFrame          one frame of the viewer's work: positions and world matrix, world
+//   ViewerFrame          (Ogawa) one frame of the viewer's work: positions and world matrix, world
 //                        transform, bounds, vertex normals, on 2 threads
 // Run with --benchmark_repetitions=N and compare medians; the machine is shared.
 #include <kelno/KAlembic.h>
 #include <kelno/KPolyMesh.h>
 
+#include "support/KHdf5Writer.h"
 #include "support/KOgawaWriter.h"
 
 #include <benchmark/benchmark.h>
@@ -35,33 +38,36 @@ namespace {
 const int kGrid = 708; // 708 x 708 points, 707 x 707 x 2 = 999,698 triangles
 const int kFrames = 48;
 
+enum Backend { kOgawa = 0, kHdf5 = 1 };
+
 struct BenchData {
-    std::string path;
+    std::string path[2];
     std::vector<std::vector<float>> positions; // the bytes stored per sample (reference copy)
     std::size_t pointCount = 0;
-    KAlembicArchive archive;
-    KAlembicObject mesh;
+    KAlembicArchive archive[2];
+    KAlembicObject mesh[2];
 
     BenchData() {
         const char* dir = std::getenv("KELNO_BENCH_DIR");
-        path = std::string(dir ? dir : "/tmp") + "/kelno_bench_alembic_" + std::to_string(getpid()) + ".abc";
+        const std::string base =
+            std::string(dir ? dir : "/tmp") + "/kelno_bench_alembic_" + std::to_string(getpid());
+        path[kOgawa] = base + "_ogawa.abc";
+        path[kHdf5] = base + "_hdf5.abc";
         pointCount = static_cast<std::size_t>(kGrid) * kGrid;
-        std::vector<std::int32_t> counts;
-        std::vector<std::int32_t> indices;
-        counts.reserve(static_cast<std::size_t>(2 * (kGrid - 1) * (kGrid - 1)));
-        indices.reserve(counts.capacity() * 3);
+        KelnoTest::MeshScene scene;
+        scene.faceCounts.reserve(static_cast<std::size_t>(2 * (kGrid - 1) * (kGrid - 1)));
+        scene.faceIndices.reserve(scene.faceCounts.capacity() * 3);
         for (int j = 0; j + 1 < kGrid; ++j)
             for (int i = 0; i + 1 < kGrid; ++i) {
                 const int a = j * kGrid + i;
                 for (int v : {a, a + 1, a + kGrid + 1, a, a + kGrid + 1, a + kGrid})
-                    indices.push_back(v);
-                counts.push_back(3);
-                counts.push_back(3);
+                    scene.faceIndices.push_back(v);
+                scene.faceCounts.push_back(3);
+                scene.faceCounts.push_back(3);
             }
-        std::vector<double> translate;
-        positions.resize(kFrames);
+        scene.positions.resize(kFrames);
         for (int f = 0; f < kFrames; ++f) {
-            std::vector<float>& p = positions[static_cast<std::size_t>(f)];
+            std::vector<float>& p = scene.positions[static_cast<std::size_t>(f)];
             p.resize(pointCount * 3);
             const float phase = 0.13f * static_cast<float>(f);
             for (int j = 0; j < kGrid; ++j)
@@ -72,21 +78,29 @@ struct BenchData {
                     q[2] = 0.2f * std::sin(0.05f * static_cast<float>(i) + phase) *
                            std::cos(0.03f * static_cast<float>(j) - phase);
                 }
-            translate.push_back(0.1 * f);
+            scene.translateX.push_back(0.1 * f);
         }
-        KelnoTest::writeDeformingMeshArchive(path, positions, counts, indices, translate,
-                                             std::vector<std::int8_t>(kFrames, 1));
-        if (!archive.open(path.c_str())) {
-            std::fprintf(stderr, "cannot open the benchmark archive: %s\n", archive.errorString().asChar());
-            std::exit(1);
+        scene.visible.assign(kFrames, 1);
+        KelnoTest::writeMeshScene(path[kOgawa], scene);
+        KelnoTest::writeMeshSceneHdf5(path[kHdf5], scene);
+        positions = std::move(scene.positions);
+        for (int b : {kOgawa, kHdf5}) {
+            if (!archive[b].open(path[b].c_str())) {
+                std::fprintf(stderr, "cannot open the benchmark archive: %s\n",
+                             archive[b].errorString().asChar());
+                std::exit(1);
+            }
+            KAlembicObjectArray objects;
+            GetAllDescendantObjects(archive[b].topObject(), objects, true);
+            for (int i = 0; i < objects.length(); ++i)
+                if (objects[i].typeId() == kAbcTypePolyMesh)
+                    mesh[b] = objects[i];
         }
-        KAlembicObjectArray objects;
-        GetAllDescendantObjects(archive.topObject(), objects, true);
-        for (int i = 0; i < objects.length(); ++i)
-            if (objects[i].typeId() == kAbcTypePolyMesh)
-                mesh = objects[i];
     }
-    ~BenchData() { std::remove(path.c_str()); }
+    ~BenchData() {
+        std::remove(path[kOgawa].c_str());
+        std::remove(path[kHdf5].c_str());
+    }
 };
 
 BenchData& data() {
@@ -94,8 +108,8 @@ BenchData& data() {
     return d;
 }
 
-void BM_OpenAndList(benchmark::State& state) {
-    const std::string& path = data().path;
+void BM_OpenAndList(benchmark::State& state, Backend backend) {
+    const std::string& path = data().path[backend];
     for (auto _ : state) {
         KAlembicArchive archive;
         if (!archive.open(path.c_str()))
@@ -111,8 +125,8 @@ void BM_OpenAndList(benchmark::State& state) {
     }
 }
 
-void BM_ReadAllPositions(benchmark::State& state) {
-    const KAlembicObject& mesh = data().mesh;
+void BM_ReadAllPositions(benchmark::State& state, Backend backend) {
+    const KAlembicObject& mesh = data().mesh[backend];
     KVectorArray positions;
     for (auto _ : state) {
         for (int f = 0; f < kFrames; ++f)
@@ -127,8 +141,8 @@ void BM_ReadAllPositions(benchmark::State& state) {
 
 // The same read straight after opening (the file itself is in the page cache), with the
 // output array reused: the first playback after a load.
-void BM_ReadAllPositionsAfterOpen(benchmark::State& state) {
-    const std::string& path = data().path;
+void BM_ReadAllPositionsAfterOpen(benchmark::State& state, Backend backend) {
+    const std::string& path = data().path[backend];
     KVectorArray positions;
     for (auto _ : state) {
         KAlembicArchive archive;
@@ -158,8 +172,8 @@ void BM_MemcpyReference(benchmark::State& state) {
     state.SetBytesProcessed(state.iterations() * kFrames * static_cast<std::int64_t>(target.size() * 4));
 }
 
-void BM_ReadTopologyOnce(benchmark::State& state) {
-    const KAlembicObject& mesh = data().mesh;
+void BM_ReadTopologyOnce(benchmark::State& state, Backend backend) {
+    const KAlembicObject& mesh = data().mesh[backend];
     for (auto _ : state) {
         KIntArray counts, indices;
         if (!mesh.getPolyMeshData(nullptr, nullptr, &counts, &indices, nullptr, nullptr, nullptr, nullptr, 0))
@@ -169,7 +183,7 @@ void BM_ReadTopologyOnce(benchmark::State& state) {
 }
 
 void BM_ViewerFrame(benchmark::State& state) {
-    const KAlembicObject& mesh = data().mesh;
+    const KAlembicObject& mesh = data().mesh[kOgawa];
     KPolyMesh poly;
     mesh.getPolyMeshData(nullptr, nullptr, &poly.m_polygonCounts, &poly.m_polygonConnections, nullptr,
                          nullptr, nullptr, nullptr, 0);
@@ -192,11 +206,15 @@ void BM_ViewerFrame(benchmark::State& state) {
 
 } // namespace
 
-BENCHMARK(BM_OpenAndList)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_ReadAllPositions)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_ReadAllPositionsAfterOpen)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_OpenAndList, Ogawa, kOgawa)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_OpenAndList, HDF5, kHdf5)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_ReadAllPositions, Ogawa, kOgawa)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_ReadAllPositions, HDF5, kHdf5)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_ReadAllPositionsAfterOpen, Ogawa, kOgawa)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_ReadAllPositionsAfterOpen, HDF5, kHdf5)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_MemcpyReference)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_ReadTopologyOnce)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_ReadTopologyOnce, Ogawa, kOgawa)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_ReadTopologyOnce, HDF5, kHdf5)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ViewerFrame)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 int main(int argc, char** argv) {

@@ -135,7 +135,7 @@ void runDump(const std::string& file, int sample, const std::string& objectPath)
 } // namespace
 
 void registerAbcCommand(CLI::App& app) {
-    CLI::App* abc = app.add_subcommand("abc", "Inspect an Alembic cache (Ogawa archives)");
+    CLI::App* abc = app.add_subcommand("abc", "Inspect an Alembic cache (Ogawa or HDF5 archives)");
     abc->require_subcommand(1);
 
     auto file = std::make_shared<std::string>();

@@ -58,6 +58,51 @@ const AbcPropertyNode* schemaCompound(const AbcObjectNode& node, const char* nam
     return compound && compound->kind == PropertyKind::Compound ? compound : nullptr;
 }
 
+// The property whose sample count and time sampling are the object's, by schema (as the
+// writing library reports them); null without a schema or when the property is missing.
+const AbcPropertyNode* sampledProperty(const AbcObjectNode& node) {
+    auto larger = [](const AbcPropertyNode* a, const AbcPropertyNode* b) {
+        return !a || (b && b->numSamples > a->numSamples) ? b : a;
+    };
+    auto largestOf = [&](const AbcPropertyNode* compound, bool arraysOnly) {
+        const AbcPropertyNode* best = nullptr;
+        if (compound)
+            for (const auto& p : compound->children)
+                if (p->kind == PropertyKind::Array || (!arraysOnly && p->kind == PropertyKind::Scalar))
+                    best = larger(best, p.get());
+        return best;
+    };
+    const AbcPropertyNode* geom = schemaCompound(node, ".geom");
+    switch (typeIdOfSchema(schemaOf(node))) {
+    case kAbcTypeXform: {
+        const AbcPropertyNode* xform = schemaCompound(node, ".xform");
+        return xform ? xform->child(".inherits") : nullptr;
+    }
+    case kAbcTypePolyMesh:
+    case kAbcTypeCurves:
+    case kAbcTypeNuPatch:
+        return geom ? geom->child("P") : nullptr;
+    case kAbcTypePoints:
+        return geom ? larger(geom->child("P"), geom->child(".pointIds")) : nullptr;
+    case kAbcTypeSubD:
+        return largestOf(geom, false);
+    case kAbcTypeFaceSet:
+        return largestOf(schemaCompound(node, ".faceset"), true);
+    case kAbcTypeCamera:
+        return geom ? geom->child(".core") : nullptr;
+    case kAbcTypeLight: {
+        if (!geom)
+            return nullptr;
+        if (const AbcPropertyNode* bounds = geom->child(".childBnds"))
+            return bounds;
+        const AbcPropertyNode* camera = geom->child(".camera");
+        return camera ? camera->child(".core") : nullptr;
+    }
+    default:
+        return nullptr;
+    }
+}
+
 bool setError(std::string* error, const std::string& what) {
     if (error)
         *error = what;
@@ -152,23 +197,57 @@ void rotation(double ax, double ay, double az, double degrees, double m[16]) {
     m[10] = az * az * t + c;
 }
 
-// Local matrix and inherits flag of a transform at a sample.
-bool localMatrix(const ArchiveReader& archive, const AbcPropertyNode& xform, int sampleIndex,
-                 double local[16], bool& inherits, std::string* error) {
+// The sample of a property at time t (seconds) through its own time sampling: the last one at or
+// before t, with the writing library's tolerance of 1e-5 s; the first sample for earlier times.
+std::uint32_t sampleAtTime(const ArchiveReader& archive, const AbcPropertyNode& property, double t) {
+    if (property.numSamples <= 1 || property.timeSampling >= archive.timeSamplings().size())
+        return 0;
+    const Abc::TimeSampling& ts = archive.timeSamplings()[property.timeSampling];
+    // Sample times increase with the index for every kind of sampling.
+    std::uint32_t low = 0;
+    std::uint32_t high = property.numSamples - 1;
+    if (!(ts.sampleTime(0) <= t + 1e-5))
+        return 0;
+    while (low < high) {
+        const std::uint32_t mid = low + (high - low + 1) / 2;
+        if (ts.sampleTime(mid) <= t + 1e-5)
+            low = mid;
+        else
+            high = mid - 1;
+    }
+    return low;
+}
+
+// Time in seconds of sample sampleIndex (clamped) of a property.
+double timeOfSample(const ArchiveReader& archive, const AbcPropertyNode& property, int sampleIndex) {
+    if (property.timeSampling >= archive.timeSamplings().size())
+        return 0.0;
+    return archive.timeSamplings()[property.timeSampling].sampleTime(
+        clampIndex(sampleIndex, property.numSamples));
+}
+
+// Local matrix and inherits flag of a transform at time t, each of its properties sampled
+// through its own time sampling. Properties without samples keep their defaults (inherit, no
+// ops: the identity).
+bool localMatrix(const ArchiveReader& archive, const AbcPropertyNode& xform, double t, double local[16],
+                 bool& inherits, std::string* error) {
     identity(local);
     inherits = true;
     SampleView view;
-    if (const AbcPropertyNode* p = xform.child(".inherits")) {
-        if (!readTyped(archive, *p, Pod::Bool, 1, sampleIndex, view, error))
+    const AbcPropertyNode* inheritsProperty = xform.child(".inherits");
+    if (inheritsProperty && inheritsProperty->numSamples > 0) {
+        const int i = static_cast<int>(sampleAtTime(archive, *inheritsProperty, t));
+        if (!readTyped(archive, *inheritsProperty, Pod::Bool, 1, i, view, error))
             return false;
         inherits = view.data[0] != 0;
     }
     const AbcPropertyNode* opsProperty = xform.child(".ops");
-    if (!opsProperty)
+    if (!opsProperty || opsProperty->numSamples == 0)
         return true; // no ops: the identity
     if (opsProperty->kind != PropertyKind::Scalar || opsProperty->pod != Pod::U8)
         return setError(error, "transform ops of an unexpected type");
-    if (!readTyped(archive, *opsProperty, Pod::U8, opsProperty->extent, sampleIndex, view, error))
+    if (!readTyped(archive, *opsProperty, Pod::U8, opsProperty->extent,
+                   static_cast<int>(sampleAtTime(archive, *opsProperty, t)), view, error))
         return false;
     // The extent of a scalar is at most 255, so the ops fit a fixed buffer.
     unsigned char opBuffer[256];
@@ -189,7 +268,7 @@ bool localMatrix(const ArchiveReader& archive, const AbcPropertyNode& xform, int
     if (!valsProperty || valsProperty->kind == PropertyKind::Compound || valsProperty->pod != Pod::F64 ||
         valsProperty->numSamples == 0)
         return setError(error, "transform values missing");
-    if (!archive.readSample(*valsProperty, clampIndex(sampleIndex, valsProperty->numSamples), view, error))
+    if (!archive.readSample(*valsProperty, sampleAtTime(archive, *valsProperty, t), view, error))
         return false;
     if (view.size < channels * 8)
         return setError(error, "transform has fewer values than its ops need");
@@ -311,25 +390,7 @@ KString KAlembicObject::schema() const { return m_node ? KString(schemaOf(*m_nod
 int KAlembicObject::typeId() const { return m_node ? typeIdOfSchema(schemaOf(*m_node)) : kAbcTypeUnknown; }
 
 int KAlembicObject::numSamples() const {
-    if (!m_node)
-        return 0;
-    const int type = typeId();
-    const AbcPropertyNode* property = nullptr;
-    if (type == kAbcTypeXform) {
-        if (const AbcPropertyNode* xform = schemaCompound(*m_node, ".xform"))
-            property = xform->child(".inherits");
-    } else if (type == kAbcTypePolyMesh) {
-        if (const AbcPropertyNode* geom = schemaCompound(*m_node, ".geom"))
-            property = geom->child("P");
-    } else {
-        std::uint32_t most = 0;
-        for (const auto& top : m_node->properties.children)
-            if (top->kind == PropertyKind::Compound && top->metaData.has("schema"))
-                for (const auto& p : top->children)
-                    if (p->kind != PropertyKind::Compound)
-                        most = std::max(most, p->numSamples);
-        return static_cast<int>(std::min<std::uint32_t>(most, INT_MAX));
-    }
+    const AbcPropertyNode* property = m_node ? sampledProperty(*m_node) : nullptr;
     return property ? static_cast<int>(std::min<std::uint32_t>(property->numSamples, INT_MAX)) : 0;
 }
 
@@ -349,7 +410,7 @@ bool KAlembicObject::getParent(KAlembicObject& parent) const {
     return true;
 }
 
-bool KAlembicObject::_placement(const AbcObjectNode* start, int sampleIndex, double matrix[16],
+bool KAlembicObject::_placement(const AbcObjectNode* start, double t, double matrix[16],
                                 std::string* error) const {
     identity(matrix);
     for (const AbcObjectNode* obj = start; obj && obj->parent; obj = obj->parent) {
@@ -360,13 +421,25 @@ bool KAlembicObject::_placement(const AbcObjectNode* start, int sampleIndex, dou
             continue;
         double local[16];
         bool inherits = true;
-        if (!localMatrix(*m_archive, *xform, sampleIndex, local, inherits, error))
+        if (!localMatrix(*m_archive, *xform, t, local, inherits, error))
             return false;
         multiply(matrix, local, matrix);
         if (!inherits)
             break;
     }
     return true;
+}
+
+double KAlembicObject::_sampleTime(int sampleIndex) const {
+    const AbcPropertyNode* property = sampledProperty(*m_node);
+    if (property && property->numSamples > 1)
+        return timeOfSample(*m_archive, *property, sampleIndex);
+    // Static (one sample, valid at all times) or without samples: the index counts samples of
+    // the archive's main time sampling, so that a static mesh follows animated transforms.
+    const auto& samplings = m_archive->timeSamplings();
+    if (samplings.empty())
+        return 0.0;
+    return samplings[samplings.size() > 1 ? 1 : 0].sampleTime(sampleIndex > 0 ? sampleIndex : 0);
 }
 
 bool KAlembicObject::getWorldMatrix(double matrix[16], int sampleIndex, KString* error) const {
@@ -377,7 +450,7 @@ bool KAlembicObject::getWorldMatrix(double matrix[16], int sampleIndex, KString*
     }
     std::string reason;
     double m[16];
-    if (!_placement(m_node, sampleIndex, m, &reason)) {
+    if (!_placement(m_node, _sampleTime(sampleIndex), m, &reason)) {
         if (error)
             *error = reason;
         return false;
@@ -478,7 +551,7 @@ bool KAlembicObject::getPolyMeshData(KVectorArray* positions, KVectorArray* velo
     }
 
     double world[16];
-    if (xform && !_placement(m_node->parent, sampleIndex, world, &reason))
+    if (xform && !_placement(m_node->parent, _sampleTime(sampleIndex), world, &reason))
         return fail("");
 
     if (wantPoints) {

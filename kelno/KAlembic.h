@@ -8,8 +8,8 @@
 //   GetAllDescendantObjects  depth-first gathering of a subtree
 //
 // The reader is our own, written from the file format; it needs no Alembic library. Storage
-// back ends sit behind an internal seam: Ogawa archives are read; HDF5 archives are
-// recognised and refused by open() with a reason in errorString() (back end to come).
+// back ends sit behind an internal seam: Ogawa archives are read directly, HDF5 archives
+// through the HDF5 C library. Both answer every question below the same way.
 //
 // Conventions:
 //   - Sample indices are 0-based per property. Any index is accepted: indices below 0 read
@@ -19,27 +19,38 @@
 //     world placement at that sample: the product of its ancestors' transform samples from
 //     the parent upwards (W = L_parent * L_grandparent * ...), stopping after a transform
 //     whose "inherits" flag is false; ancestors that are not transforms contribute nothing.
-//     Each ancestor is sampled at the same index, clamped to its own sample count.
+//     Ancestors are sampled by time, not by index: the mesh sample's time is taken from its
+//     positions' time sampling, and each transform property is read at the last of its own
+//     samples at or before that time (its first sample for earlier times), so meshes and
+//     transforms written with different samplings line up as they were written. A static mesh
+//     (one sample, valid at every time) takes the time of sampleIndex in the archive's main
+//     time sampling instead, so that it follows the transforms animated above it.
 //   - KMatrix is row-major with points as row vectors: world = [x y z 1] * xform, translation
 //     in the last row (the file's own convention, so matrices are copied without transposing).
 //   - Times are seconds.
 //
 // Threading: after open() the archive's parsed data never change. Any number of threads may
 // call getPolyMeshData, getValue and the other const readers at once, on distinct objects or
-// the same one; reads use no shared cursor and take no locks. open() and reset() must not run
+// the same one. Ogawa reads use no shared cursor and take no locks. The HDF5 library is not
+// built thread-safe, so every call into it (open, each HDF5 sample read, close) holds one
+// process-wide lock: HDF5 reads from many threads are safe but run one at a time. open() and
+// reset() must not run
 // while other threads read the same KAlembicArchive (objects already handed out stay valid:
 // they keep the archive's data alive until they are destroyed).
 //
 // Damage: every offset, size and count in the file is checked against the file's size at open
-// before use. A damaged archive makes open() fail, or a later read return false, without
-// crashing and without allocating more than a small multiple of the file's size.
+// before use (HDF5 archives: the HDF5 library's own checks, plus group cycles and sample sizes
+// checked here; its error printing is silenced). A damaged archive makes open() fail, or a later read return
+// false, without crashing and without allocating more than a small multiple of the file's size.
 //
 // Files changing underneath: open() parses the hierarchy and headers once; samples are read
 // from the file when asked for (positioned reads, never a memory mapping). If another process
-// truncates, rewrites or appends to the file while it is open, a read whose bytes are gone or
-// no longer fit the sizes seen at open returns false with a reason, and a read of rewritten
+// truncates, rewrites or appends to an Ogawa file while it is open, a read whose bytes are gone
+// or no longer fit the sizes seen at open returns false with a reason, and a read of rewritten
 // bytes returns those bytes, checked like any other (topology validated, sizes matched). The
-// process is never signalled. Reopen the archive to see the new contents properly.
+// process is never signalled. HDF5 files are read through the HDF5 library and its caches: a
+// truncated file makes reads fail, but bytes rewritten in place after open are not checked
+// beyond what that library checks. Reopen the archive to see the new contents properly.
 #pragma once
 
 #include "KTypes.h"
@@ -128,8 +139,11 @@ class KELNO_API KAlembicObject {
     KString schema() const;
     // A value of KAlembicTypeId; 3 is a polygon mesh.
     int typeId() const;
-    // Samples of the object's schema: a mesh's positions, a transform's "inherits"; for other
-    // schemas the largest count among the schema's own properties. 0 without a schema.
+    // Samples of the object's schema, as the writing library counts them: a transform's
+    // "inherits"; a mesh's, curve's or NURBS patch's positions; points: positions or ids,
+    // whichever has more; a subdivision surface: its property with the most; a face set: its
+    // faces; a camera: its core values; a light: its children's bounds, else its camera's core
+    // values. 0 without a schema.
     int numSamples() const;
 
     int numChildren() const;
@@ -169,17 +183,19 @@ class KELNO_API KAlembicObject {
                          KFloatArray* uvs, KIntArray* uvIndices, int sampleIndex,
                          KString* error = nullptr) const;
 
-    // The world placement of this object's children at sampleIndex, i.e. what getPolyMeshData
-    // gives as xform for a mesh below this object: for a transform, its own local matrix
-    // times its ancestors'. Computed in double precision. False when a transform on the way is
-    // damaged.
+    // The world placement of this object's children at the time of its sample sampleIndex (see
+    // numSamples; objects without samples use the archive's main time sampling), i.e. what
+    // getPolyMeshData gives as xform for a mesh below this object: for a transform, its own
+    // local matrix times its ancestors'. Computed in double precision. False when a transform
+    // on the way is damaged.
     bool getWorldMatrix(double matrix[16], int sampleIndex, KString* error = nullptr) const;
 
   private:
     friend class KAlembicArchive;
     KAlembicObject(const std::shared_ptr<const Abc::ArchiveReader>& archive, const Abc::AbcObjectNode* node);
-    bool _placement(const Abc::AbcObjectNode* start, int sampleIndex, double matrix[16],
+    bool _placement(const Abc::AbcObjectNode* start, double time, double matrix[16],
                     std::string* error) const;
+    double _sampleTime(int sampleIndex) const;
 
     std::shared_ptr<const Abc::ArchiveReader> m_archive;
     const Abc::AbcObjectNode* m_node;
@@ -209,7 +225,7 @@ class KELNO_API KAlembicArchive {
     KAlembicArchive& operator=(const KAlembicArchive&) = delete;
 
     // Opens the file, closing any archive open before. False when the file cannot be read as
-    // an archive (missing, unreadable, not an Alembic archive, HDF5, damaged); errorString()
+    // an archive (missing, unreadable, not an Alembic archive, damaged); errorString()
     // then says why in one line, and the archive is empty.
     bool open(const char* path);
     // The same over bytes in memory (copied), for embedded data, tests and fuzzing.
@@ -236,8 +252,7 @@ class KELNO_API KAlembicArchive {
     // its stored times. Always finite and greater than 0 (1.0 when nothing better exists).
     double timeStepSize() const;
 
-    // The storage back end as one word: "Ogawa" ("HDF5" once that back end exists); "none"
-    // when nothing is open.
+    // The storage back end as one word: "Ogawa" or "HDF5"; "none" when nothing is open.
     KString archiveTypeStr() const;
     // The kind of the main time sampling as one word: "uniform", "cyclic" or "acyclic";
     // "none" when nothing is open.

@@ -1,10 +1,11 @@
 // Internal: the seam between the Alembic layer (KAlembic.cpp: schemas, meshes, transforms,
-// visibility) and the storage container of an archive (Ogawa today, HDF5 later).
+// visibility) and the storage container of an archive (Ogawa or HDF5).
 //
 // A back end parses an archive once, at open, into an immutable tree of object and property
 // headers (AbcObjectNode, AbcPropertyNode) and then answers sample reads. After open nothing
 // in the tree changes, so any number of threads may read samples at once; a back end must keep
-// its sample reads free of shared cursors and locks.
+// its sample reads free of shared cursors, or (HDF5, whose library is not thread-safe) hold one
+// lock around the library for each read.
 //
 // Samples are read from the file on demand, never through a mapping. If the file changes on
 // disk after open, the tree still describes the file as it was: a sample read then fails when
@@ -99,7 +100,8 @@ struct AbcPropertyNode {
     // Sub-properties of a compound, in stored order.
     std::vector<std::unique_ptr<AbcPropertyNode>> children;
 
-    // Back-end handle of the property's storage (the Ogawa group reference).
+    // Back-end handle of the property's storage (the Ogawa group reference; for HDF5 an index
+    // into the reader's table of sample locations).
     std::uint64_t storage = 0;
 
     const AbcPropertyNode* child(const std::string& childName) const;
@@ -134,7 +136,7 @@ class ArchiveReader {
   public:
     virtual ~ArchiveReader();
 
-    // The back end's word: "Ogawa" (later "HDF5").
+    // The back end's word: "Ogawa" or "HDF5".
     virtual const char* backendName() const = 0;
 
     const AbcObjectNode& root() const { return m_root; }
@@ -163,6 +165,13 @@ class ArchiveReader {
     virtual bool readSampleInto(const AbcPropertyNode& property, std::uint32_t sampleIndex, void* destination,
                                 std::size_t size, std::string* error) const = 0;
 
+    // Replaces every instance (an object whose top compound holds a string ".instanceSource"
+    // naming another object) with what it stands for: the source's metadata and properties
+    // under the instance's own name and path, and the source's subtree below it. Called once
+    // after parsing, before the reader is shared. False with a reason when instances form a
+    // cycle (a source that contains its instance) or expand beyond a sane size.
+    bool resolveInstances(std::string& error);
+
   protected:
     AbcObjectNode m_root;
     std::vector<TimeSampling> m_timeSamplings;
@@ -174,7 +183,7 @@ class ArchiveReader {
 
 // Opens the archive at path with the back end its first bytes name. Returns null and sets
 // error (one line, without the path) when the file is missing, unreadable, not an Alembic
-// archive, an HDF5 archive (not supported yet) or damaged.
+// archive or damaged.
 std::unique_ptr<ArchiveReader> openArchiveReader(const std::string& path, std::string& error);
 
 // Same, over bytes already in memory (tests and fuzzing). The bytes are copied.

@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstdio>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <sys/wait.h>
@@ -151,13 +152,57 @@ TEST(AbcCommand, DumpOfOneObjectAndOfSamplesPastTheEnd) {
     EXPECT_NE(missing.err.find("no object /no/such"), std::string::npos) << missing.err;
 }
 
+TEST(AbcCommand, Hdf5TwinsPrintWhatTheirOgawaOriginalsPrint) {
+    const std::pair<std::string, std::string> twins[] = {
+        {"acyclic_time.abc", "hdf5/acyclic_time.abc"},
+        {"animated_xforms.abc", "hdf5/animated_xforms.abc"},
+        {"cyclic_time.abc", "hdf5/cyclic_time.abc"},
+        {"deforming_mesh.abc", "hdf5/deforming_mesh.abc"},
+        {"empty_mesh.abc", "hdf5/empty_mesh.abc"},
+        {"mixed_schemas.abc", "hdf5/mixed_schemas.abc"},
+        {"static_cube.abc", "hdf5/static_cube.abc"},
+        {"variable_topology.abc", "hdf5/variable_topology.abc"},
+        {"visibility.abc", "hdf5/visibility.abc"},
+        {"../real/alembic/cortex_animatedCube_ogawa.abc", "../real/alembic/cortex_animatedCube_hdf5.abc"},
+    };
+    for (const auto& twin : twins) {
+        KELNO_REQUIRE_DATA("alembic/" + twin.second);
+        for (const std::string command : {"info", "ls", "dump --sample 0", "dump --sample 5"}) {
+            SCOPED_TRACE(twin.second + ": " + command);
+            const CliRun ogawa = kelno("abc " + command + " " + fixture(twin.first));
+            const CliRun hdf5 = kelno("abc " + command + " " + fixture(twin.second));
+            ASSERT_EQ(hdf5.exitCode, 0) << hdf5.err;
+            json a = json::parse(ogawa.out);
+            json b = json::parse(hdf5.out);
+            if (command == "info") {
+                EXPECT_EQ(a.at("backend"), "Ogawa");
+                EXPECT_EQ(b.at("backend"), "HDF5");
+                // The Ogawa twin of the production cube was rewritten by a newer library.
+                b.erase("backend");
+                a.erase("backend");
+                b.erase("libraryVersion");
+                a.erase("libraryVersion");
+            }
+            EXPECT_EQ(a, b);
+        }
+    }
+}
+
 TEST(AbcCommand, UnopenableFilesExitOneWithOneReasonLine) {
-    KELNO_REQUIRE_DATA("alembic/static_cube_hdf5.abc");
+    KELNO_REQUIRE_DATA("alembic/hdf5/static_cube.abc");
+    // A truncated HDF5 archive.
+    const std::string truncated =
+        ::testing::TempDir() + "kelno_abc_truncated_" + std::to_string(getpid()) + ".abc";
+    {
+        std::ifstream in(fixture("hdf5/static_cube.abc"), std::ios::binary);
+        std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        std::ofstream(truncated, std::ios::binary) << bytes.substr(0, bytes.size() / 2);
+    }
     const struct {
         std::string file;
         std::string reason;
     } cases[] = {
-        {fixture("static_cube_hdf5.abc"), "HDF5"},
+        {truncated, "damaged HDF5 archive"},
         {"/no/such/file.abc", "No such file"},
         {fixture("static_cube.expected.json"), "not an Alembic archive"},
     };
@@ -171,6 +216,7 @@ TEST(AbcCommand, UnopenableFilesExitOneWithOneReasonLine) {
             EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
         }
     }
+    std::remove(truncated.c_str());
 }
 
 } // namespace

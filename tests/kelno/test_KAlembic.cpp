@@ -24,25 +24,19 @@ using nlohmann::json;
 
 namespace {
 
-bool startsWithOgawa(const std::filesystem::path& p) {
-    std::ifstream in(p, std::ios::binary);
-    char magic[5] = {};
-    in.read(magic, 5);
-    return in && std::string(magic, 5) == "Ogawa";
-}
-
-// Fixtures with an expected-value file, split by back end (Ogawa ones are read, the others
-// must be refused).
-std::vector<std::string> fixtureNames(bool ogawa) {
+// Fixtures with an expected-value file: the Ogawa ones and their HDF5 twins ("hdf5/NAME"), which
+// must read exactly alike. (alembic/static_cube_hdf5.abc is an older copy of a twin.)
+std::vector<std::string> fixtureNames() {
     std::vector<std::string> names;
-    const std::filesystem::path dir = KelnoTest::dataPath("alembic");
-    std::error_code ec;
-    for (const auto& entry : std::filesystem::directory_iterator(dir, ec)) {
-        const std::filesystem::path p = entry.path();
-        if (p.extension() == ".abc" &&
-            std::filesystem::exists(dir / (p.stem().string() + ".expected.json")) &&
-            startsWithOgawa(p) == ogawa)
-            names.push_back(p.stem().string());
+    for (const std::string sub : {"", "hdf5/"}) {
+        const std::filesystem::path dir = KelnoTest::dataPath("alembic/" + sub);
+        std::error_code ec;
+        for (const auto& entry : std::filesystem::directory_iterator(dir, ec)) {
+            const std::filesystem::path p = entry.path();
+            if (p.extension() == ".abc" && p.stem() != "static_cube_hdf5" &&
+                std::filesystem::exists(dir / (p.stem().string() + ".expected.json")))
+                names.push_back(sub + p.stem().string());
+        }
     }
     std::sort(names.begin(), names.end());
     if (names.empty())
@@ -125,10 +119,9 @@ class AlembicFixture : public ::testing::TestWithParam<std::string> {
 };
 
 TEST_P(AlembicFixture, OpensWithArchiveFacts) {
-    EXPECT_EQ(m_expected.at("backend"), "Ogawa");
     ASSERT_TRUE(m_opened) << m_archive.errorString().str();
     EXPECT_EQ(m_archive.errorString().str(), "");
-    EXPECT_EQ(m_archive.archiveTypeStr().str(), "Ogawa");
+    EXPECT_EQ(m_archive.archiveTypeStr().str(), m_expected.at("backend").get<std::string>());
     EXPECT_EQ(m_archive.libraryVersion(), m_expected.at("library_version").get<int>());
     for (const auto& item : m_expected.at("archive_metadata").items())
         EXPECT_EQ(m_archive.archiveMetaData(item.key().c_str()).str(), item.value().get<std::string>());
@@ -173,10 +166,7 @@ TEST_P(AlembicFixture, HierarchySchemasAndPropertyTrees) {
         if (e.at("schema") == "AbcGeom_Xform_v3") {
             EXPECT_EQ(o.typeId(), kAbcTypeXform);
         }
-        if (!e.at("num_samples").is_null() &&
-            (o.typeId() == kAbcTypePolyMesh || o.typeId() == kAbcTypeXform)) {
-            EXPECT_EQ(o.numSamples(), e.at("num_samples").get<int>());
-        }
+        EXPECT_EQ(o.numSamples(), e.at("num_samples").is_null() ? 0 : e.at("num_samples").get<int>());
 
         std::vector<json> properties;
         collectProperties(o.topProperty(), "", properties);
@@ -388,29 +378,11 @@ TEST_P(AlembicFixture, VisibilityValuesPerSample) {
     }
 }
 
-TEST(AlembicHdf5Fixtures, AreRecognisedAndRefusedWithAReason) {
-    std::vector<std::string> files;
-    for (const std::string& name : fixtureNames(false))
-        files.push_back("alembic/" + name + ".abc");
-    std::error_code ec;
-    for (const auto& entry : std::filesystem::directory_iterator(KelnoTest::dataPath("alembic/hdf5"), ec))
-        if (entry.path().extension() == ".abc")
-            files.push_back("alembic/hdf5/" + entry.path().filename().string());
-    ASSERT_GE(files.size(), 2u);
-    for (const std::string& file : files) {
-        KELNO_REQUIRE_DATA(file);
-        KAlembicArchive archive;
-        EXPECT_FALSE(archive.open(KelnoTest::dataPath(file).c_str())) << file;
-        EXPECT_FALSE(archive.isOpen());
-        EXPECT_NE(archive.errorString().str().find("HDF5"), std::string::npos) << archive.errorString().str();
-        EXPECT_FALSE(archive.topObject().isValid());
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(SharedFixtures, AlembicFixture, ::testing::ValuesIn(fixtureNames(true)),
+INSTANTIATE_TEST_SUITE_P(SharedFixtures, AlembicFixture, ::testing::ValuesIn(fixtureNames()),
                          [](const ::testing::TestParamInfo<std::string>& info) {
                              std::string name = info.param;
                              std::replace(name.begin(), name.end(), '-', '_');
+                             std::replace(name.begin(), name.end(), '/', '_');
                              return name;
                          });
 

@@ -2,7 +2,8 @@
 //
 // It writes just what the reader's tests and the benchmark need: uniform time samplings,
 // transforms with one translate op, polygon meshes with positions per sample and constant or
-// animated topology, and plain scalar/array properties (for instance "visible"). Everything is
+// animated topology, plain scalar/array properties (for instance "visible") and instances (an
+// object whose string property ".instanceSource" names the object it stands for). Everything is
 // written bottom-up (children before the groups that list them), as the official writer does;
 // sample payloads are not de-duplicated and metadata is always written inline.
 //
@@ -23,7 +24,7 @@ namespace KelnoTest {
 class OgawaWriter {
   public:
     // POD codes as the file stores them.
-    enum Pod : std::uint32_t { Bool = 0, U8 = 1, I8 = 2, U32 = 5, I32 = 6, F32 = 10, F64 = 11 };
+    enum Pod : std::uint32_t { Bool = 0, U8 = 1, I8 = 2, U32 = 5, I32 = 6, F32 = 10, F64 = 11, String = 12 };
 
     // One entry of a compound's property-headers blob.
     struct Property {
@@ -211,6 +212,18 @@ class OgawaWriter {
         return p;
     }
 
+    // A constant string scalar (stored NUL-terminated).
+    Property stringProperty(const std::string& name, const std::string& value) {
+        Property p;
+        p.name = name;
+        p.type = 1;
+        p.pod = String;
+        p.numSamples = 1;
+        p.group =
+            scalarSamples({std::vector<unsigned char>(value.c_str(), value.c_str() + value.size() + 1)});
+        return p;
+    }
+
     static Property compoundProperty(const std::string& name, const std::string& metaData,
                                      std::uint64_t group) {
         Property p;
@@ -289,24 +302,44 @@ class OgawaWriter {
     std::vector<Sampling> m_samplings;
 };
 
-// Writes an archive with one transform (translate per sample, "visible" per sample) over one
-// polygon mesh whose positions change every sample and whose topology is constant.
-// positions[s] holds 3 floats per point for sample s.
-inline void writeDeformingMeshArchive(const std::string& path,
-                                      const std::vector<std::vector<float>>& positions,
-                                      const std::vector<std::int32_t>& faceCounts,
-                                      const std::vector<std::int32_t>& faceIndices,
-                                      const std::vector<double>& translateX,
-                                      const std::vector<std::int8_t>& visible, double fps = 24.0) {
+// A small scene: /xform (a translate along x per sample, "visible" per sample) over /xform/mesh, a
+// polygon mesh whose positions change every sample and whose topology is constant. The mesh
+// and the transform may use different uniform samplings. With an instance source, a second
+// transform /group (translate (0, 10, 0)) holds "inst", an instance of that object path.
+struct MeshScene {
+    std::vector<std::vector<float>> positions; // 3 floats per point, one run per mesh sample
+    std::vector<std::int32_t> faceCounts;
+    std::vector<std::int32_t> faceIndices;
+    std::vector<double> translateX;   // one per transform sample
+    std::vector<std::int8_t> visible; // one per transform sample, or none
+    double meshStep = 1.0 / 24.0;
+    double meshStart = 1.0 / 24.0;
+    double xformStep = 0.0; // 0: the transform uses the mesh's sampling
+    double xformStart = 0.0;
+    std::string instanceSource;
+};
+
+inline const char* meshSchemaMetaData() {
+    return "schema=AbcGeom_PolyMesh_v1;schemaObjTitle=AbcGeom_PolyMesh_v1:.geom";
+}
+inline const char* xformSchemaMetaData() {
+    return "schema=AbcGeom_Xform_v3;schemaObjTitle=AbcGeom_Xform_v3:.xform";
+}
+
+inline void writeMeshScene(const std::string& path, const MeshScene& scene) {
     OgawaWriter w(path);
-    const std::uint32_t samples = static_cast<std::uint32_t>(positions.size());
-    const std::uint32_t ts = w.uniformSampling(1.0 / fps, 1.0 / fps, samples);
+    const std::uint32_t samples = static_cast<std::uint32_t>(scene.positions.size());
+    const std::uint32_t xformSamples = static_cast<std::uint32_t>(scene.translateX.size());
+    const std::uint32_t ts = w.uniformSampling(
+        scene.meshStep, scene.meshStart, scene.xformStep > 0 ? samples : std::max(samples, xformSamples));
+    const std::uint32_t xts =
+        scene.xformStep > 0 ? w.uniformSampling(scene.xformStep, scene.xformStart, xformSamples) : ts;
 
     std::vector<std::pair<const void*, std::uint64_t>> p, counts, indices;
-    for (const auto& s : positions) {
+    for (const auto& s : scene.positions) {
         p.emplace_back(s.data(), s.size() * 4);
-        counts.emplace_back(faceCounts.data(), faceCounts.size() * 4);
-        indices.emplace_back(faceIndices.data(), faceIndices.size() * 4);
+        counts.emplace_back(scene.faceCounts.data(), scene.faceCounts.size() * 4);
+        indices.emplace_back(scene.faceIndices.data(), scene.faceIndices.size() * 4);
     }
     std::vector<OgawaWriter::Property> geom;
     auto pointsProperty = w.arrayProperty("P", OgawaWriter::F32, 3, p, ts, false);
@@ -322,26 +355,49 @@ inline void writeDeformingMeshArchive(const std::string& path,
     struct Vec3 {
         double v[3];
     };
-    std::vector<unsigned char> inheritBytes(translateX.size(), 1);
+    auto xformCompound = [&w](const std::vector<Vec3>& vals, std::uint32_t timeSampling) {
+        std::vector<OgawaWriter::Property> xform;
+        xform.push_back(w.scalarProperty(".inherits", OgawaWriter::Bool,
+                                         std::vector<unsigned char>(vals.size(), 1), timeSampling));
+        xform.push_back(
+            w.scalarProperty(".ops", OgawaWriter::U8, std::vector<std::uint8_t>(vals.size(), 0x10), 0));
+        xform.push_back(w.scalarProperty(".vals", OgawaWriter::F64, vals, timeSampling));
+        return OgawaWriter::compoundProperty(".xform", "schema=AbcGeom_Xform_v3", w.compound(xform));
+    };
     std::vector<Vec3> vals;
-    for (double x : translateX)
+    for (double x : scene.translateX)
         vals.push_back({{x, 0.0, 0.0}});
-    std::vector<OgawaWriter::Property> xform;
-    xform.push_back(w.scalarProperty(".inherits", OgawaWriter::Bool, inheritBytes, ts));
-    xform.push_back(
-        w.scalarProperty(".ops", OgawaWriter::U8, std::vector<std::uint8_t>(translateX.size(), 0x10), 0));
-    xform.push_back(w.scalarProperty(".vals", OgawaWriter::F64, vals, ts));
-    const std::uint64_t xformGroup = w.compound(xform);
-    std::vector<OgawaWriter::Property> xformTop{
-        OgawaWriter::compoundProperty(".xform", "schema=AbcGeom_Xform_v3", xformGroup)};
-    if (!visible.empty())
-        xformTop.push_back(w.scalarProperty("visible", OgawaWriter::I8, visible, ts));
-    const std::uint64_t xformObject = w.object(
-        w.compound(xformTop),
-        {{"mesh", "schema=AbcGeom_PolyMesh_v1;schemaObjTitle=AbcGeom_PolyMesh_v1:.geom", meshObject}});
-    const std::uint64_t root = w.object(
-        0, {{"xform", "schema=AbcGeom_Xform_v3;schemaObjTitle=AbcGeom_Xform_v3:.xform", xformObject}});
-    w.finish(root, "_ai_Application=kelno test writer");
+    std::vector<OgawaWriter::Property> xformTop{xformCompound(vals, xts)};
+    if (!scene.visible.empty())
+        xformTop.push_back(w.scalarProperty("visible", OgawaWriter::I8, scene.visible, xts));
+    const std::uint64_t xformObject =
+        w.object(w.compound(xformTop), {{"mesh", meshSchemaMetaData(), meshObject}});
+    std::vector<OgawaWriter::Child> rootChildren{{"xform", xformSchemaMetaData(), xformObject}};
+    if (!scene.instanceSource.empty()) {
+        const std::uint64_t instance =
+            w.object(w.compound({w.stringProperty(".instanceSource", scene.instanceSource)}), {});
+        const std::uint64_t group = w.object(w.compound({xformCompound({{{0.0, 10.0, 0.0}}}, 0)}),
+                                             {{"inst", "isInstance=1", instance}});
+        rootChildren.push_back({"group", xformSchemaMetaData(), group});
+    }
+    w.finish(w.object(0, rootChildren), "_ai_Application=kelno test writer");
+}
+
+// The scene above without an instance, with one sampling at fps from frame 1.
+inline void writeDeformingMeshArchive(const std::string& path,
+                                      const std::vector<std::vector<float>>& positions,
+                                      const std::vector<std::int32_t>& faceCounts,
+                                      const std::vector<std::int32_t>& faceIndices,
+                                      const std::vector<double>& translateX,
+                                      const std::vector<std::int8_t>& visible, double fps = 24.0) {
+    MeshScene scene;
+    scene.positions = positions;
+    scene.faceCounts = faceCounts;
+    scene.faceIndices = faceIndices;
+    scene.translateX = translateX;
+    scene.visible = visible;
+    scene.meshStep = scene.meshStart = 1.0 / fps;
+    writeMeshScene(path, scene);
 }
 
 } // namespace KelnoTest
