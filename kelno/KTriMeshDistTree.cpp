@@ -145,9 +145,12 @@ inline F4 clamp01(F4 a) { return vmin(vmax(a, splat(0.0f)), splat(1.0f)); }
 
 // The smallest of the four lanes (none may be NaN).
 inline float smallest(F4 a) {
-    alignas(16) float f[4];
-    store(f, a);
-    return std::min(std::min(f[0], f[1]), std::min(f[2], f[3]));
+#if KELNO_TREE_SSE
+    const __m128 b = _mm_min_ps(a.v, _mm_movehl_ps(a.v, a.v));
+    return _mm_cvtss_f32(_mm_min_ss(b, _mm_shuffle_ps(b, b, 1)));
+#else
+    return std::min(std::min(a.f[0], a.f[1]), std::min(a.f[2], a.f[3]));
+#endif
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -211,11 +214,13 @@ template <class T> class AlignedArray {
 // differences are exact in double for all but wildly different magnitudes, so every product
 // below carries only a few double roundings and no scale a float can hold under- or overflows.
 //
-// The answer is the nearest of the three edge points and, when the projection of the query
-// falls inside, the face point. Each of these is a point of the triangle, so rounding in the
-// inside test can only pick a face point near an edge when the edge point is as good or the
-// other way round: for a sliver the two differ by at most its width. That keeps the result
-// exact to the precision of the data whatever the shape (thin, zero-area or tiny).
+// Triangles whose smallest angle has a sine above about 2^-10 use the classic region tests
+// (in double their cancellation is harmless). Thinner ones take the face point when the
+// projection of the query falls inside, otherwise the nearest of the three edge points. Each
+// candidate is a point of the triangle, so rounding in the inside test can only pick a face
+// point near an edge where the edge point is as good, or the other way round: for a sliver
+// the two differ by at most its width. That keeps the result exact to the precision of the
+// data whatever the shape (thin, zero-area or tiny).
 struct D3 {
     double x, y, z;
 };
@@ -234,29 +239,66 @@ struct TriangleAnswer {
     double s, t, d2;
 };
 
+// Well-conditioned triangles: the classic region tests, in double precision. Their products
+// cancel by about 1 / sin^2 of the smallest angle, which for these leaves some 30 correct bits.
+TriangleAnswer closestByRegions(D3 ap, D3 ab, D3 ac, double eab, double eac, double e01) {
+    const double d1 = dot(ab, ap), d2 = dot(ac, ap);
+    if (d1 <= 0.0 && d2 <= 0.0)
+        return {0.0, 0.0, dot(ap, ap)};
+    const double d3 = d1 - eab, d4 = d2 - e01; // AB . BP, AC . BP
+    if (d3 >= 0.0 && d4 <= d3)
+        return {1.0, 0.0, residual2(ap, ab, ac, 1.0, 0.0)};
+    const double vc = d1 * d4 - d3 * d2;
+    if (vc <= 0.0 && d1 >= 0.0 && d3 <= 0.0) {
+        const double s = d1 / (d1 - d3);
+        return {s, 0.0, residual2(ap, ab, ac, s, 0.0)};
+    }
+    const double d5 = d1 - e01, d6 = d2 - eac; // AB . CP, AC . CP
+    if (d6 >= 0.0 && d5 <= d6)
+        return {0.0, 1.0, residual2(ap, ab, ac, 0.0, 1.0)};
+    const double vb = d5 * d2 - d1 * d6;
+    if (vb <= 0.0 && d2 >= 0.0 && d6 <= 0.0) {
+        const double t = d2 / (d2 - d6);
+        return {0.0, t, residual2(ap, ab, ac, 0.0, t)};
+    }
+    const double va = d3 * d6 - d5 * d4;
+    if (va <= 0.0 && d4 - d3 >= 0.0 && d5 - d6 >= 0.0) {
+        const double w = (d4 - d3) / ((d4 - d3) + (d5 - d6));
+        return {1.0 - w, w, residual2(ap, ab, ac, 1.0 - w, w)};
+    }
+    const double inv = 1.0 / (va + vb + vc);
+    const double s = vb * inv, t = vc * inv;
+    return {s, t, residual2(ap, ab, ac, s, t)};
+}
+
+// Any triangle: the face point when the projection falls inside, otherwise the nearest point
+// of the edges it falls beyond, of all three when the weights are badly conditioned.
 TriangleAnswer closestExact(D3 p, D3 b, D3 c, D3 a) {
-    const D3 ab = b - a, ac = c - a, ap = p - a;
-    TriangleAnswer best{0.0, 0.0, std::numeric_limits<double>::infinity()};
+    const D3 ab = b - a, ac = c - a, ap = p - a, bc = c - b;
+    const double eab = dot(ab, ab), eac = dot(ac, ac), ebc = dot(bc, bc), e01 = dot(ab, ac);
+    const double longest = std::max(std::max(eab, eac), ebc);
+    // |AB x AC|^2 here carries an error of a few ulps of eab * eac, far below this threshold.
+    const bool well = eab * eac - e01 * e01 > (1.0 / 1048576.0) * longest * longest;
+    if (well)
+        return closestByRegions(ap, ab, ac, eab, eac, e01);
     const D3 n = cross(ab, ac);
     const double nn = dot(n, n);
-    if (nn > 0.0) {
-        const double s = dot(cross(ap, ac), n) / nn, t = dot(cross(ab, ap), n) / nn;
-        if (s >= 0.0 && t >= 0.0 && s + t <= 1.0)
-            best = {s, t, residual2(ap, ab, ac, s, t)};
+    // The weights of B and C and the third one, scaled by nn.
+    const double sn = dot(cross(ap, ac), n), tn = dot(cross(ab, ap), n), un = nn - sn - tn;
+    if (nn > 0.0 && sn >= 0.0 && tn >= 0.0 && un >= 0.0) {
+        const double s = sn / nn, t = tn / nn;
+        return {s, t, residual2(ap, ab, ac, s, t)};
     }
-    // Edges AB, AC, BC; the face wins an equal value, then the edges in this order.
-    const double eab = dot(ab, ab), eac = dot(ac, ac);
+    // The edges go AB, AC, BC; the first wins an equal value. A sliver's weights are too
+    // uncertain to tell which edges the projection falls beyond, so all three are tried.
+    TriangleAnswer best{0.0, 0.0, std::numeric_limits<double>::infinity()};
     const double sAB = eab > 0.0 ? clamp01(dot(ap, ab) / eab) : 0.0;
-    const double dAB = residual2(ap, ab, ac, sAB, 0.0);
-    if (dAB < best.d2)
-        best = {sAB, 0.0, dAB};
+    best = {sAB, 0.0, residual2(ap, ab, ac, sAB, 0.0)};
     const double tAC = eac > 0.0 ? clamp01(dot(ap, ac) / eac) : 0.0;
     const double dAC = residual2(ap, ab, ac, 0.0, tAC);
     if (dAC < best.d2)
         best = {0.0, tAC, dAC};
-    const D3 bc = c - b, bp = p - b;
-    const double ebc = dot(bc, bc);
-    const double w = ebc > 0.0 ? clamp01(dot(bp, bc) / ebc) : 0.0;
+    const double w = ebc > 0.0 ? clamp01(dot(p - b, bc) / ebc) : 0.0;
     const double dBC = residual2(ap, ab, ac, 1.0 - w, w);
     if (dBC < best.d2)
         best = {1.0 - w, w, dBC};
@@ -290,11 +332,11 @@ struct LaneBounds {
 
 const float kTiny = std::numeric_limits<float>::min();
 const float kInf = std::numeric_limits<float>::infinity();
-const float kThin = 1.0f / 1024.0f;                 // sin^2 of the smallest angle below this is thin
-const float kLowMargin = 1.0f / 262144.0f;          // 2^-18, see above
-const float kHighMargin = 1.0f / 65536.0f;          // 2^-16
-const float kSmallest = 1.0f / 1125899906842624.0f; // 2^-50: squared edge lengths and distances
-const float kLargest = 1125899906842624.0f;         // 2^50   kept in this range
+const float kThin = 1.0f / 1024.0f;              // sin^2 of the smallest angle below this is thin
+const float kLowMargin = 1.0f / 262144.0f;       // 2^-18, see above
+const float kHighMargin = 1.0f / 65536.0f;       // 2^-16
+const float kSmallest = 1.0f / 1099511627776.0f; // 2^-40: the longest squared edge at least this,
+const float kLargest = 1125899906842624.0f;      // 2^50: that and the squared distance at most this
 
 inline F4 distance2(F4 apx, F4 apy, F4 apz, F4 abx, F4 aby, F4 abz, F4 acx, F4 acy, F4 acz, F4 s, F4 t) {
     const F4 rx = (apx - s * abx) - t * acx;
@@ -375,7 +417,9 @@ boundsOnBlock(const float (&c)[9][4], F4 px, F4 py, F4 pz, F4 boxD2) {
     const F4 ebc = (e00 + e11) - (e01 + e01); // |BC|^2
     const F4 longest = vmax(vmax(e00, e11), ebc);
     const F4 small = splat(kSmallest), large = splat(kLargest);
-    const F4 ranged = (e00 >= small) & (e00 <= large) & (e11 >= small) & (e11 <= large) & (d <= large);
+    // (A fat triangle has every squared edge above 2^-10 longest, so no product below
+    // underflows.)
+    const F4 ranged = (longest >= small) & (longest <= large) & (d <= large);
     const F4 squat = longest * longest; // area / squat is about the sin^2 of the smallest angle
     const F4 fat = ranged & (area > splat(kThin) * squat);
     const F4 scale = d + longest;
@@ -940,8 +984,8 @@ int KTriMeshDistTree::Data::closest(const KVector& p, float maxDistance, double&
         return -1;
     // bound: an upper bound of the final answer (the limit, the float bounds of the triangles
     // seen and the exact values so far); best: the smallest exact value so far. Triangles that
-    // may come within the bound wait in `list` and get their exact value at the end, nearest
-    // lower bound first, so that usually only the winner and its ties are computed exactly.
+    // may come within the bound wait in `list` and get their exact value at the end, when the
+    // bound is tightest, so that usually only the winner and its ties are computed exactly.
     double best = static_cast<double>(maxDistance) * maxDistance;
     float bound = roundUp(best);
     int bestId = -1;
@@ -960,24 +1004,34 @@ int KTriMeshDistTree::Data::closest(const KVector& p, float maxDistance, double&
     int pending = 0;
     // Computes the exact values of the waiting triangles that are still near enough, nearest
     // lower bound first; returns the number left waiting (none).
-    auto settle = [&](int count) {
-        std::sort(list, list + count, [](const Candidate& a, const Candidate& b) { return a.lo < b.lo; });
-        for (int i = 0; i < count && list[i].lo <= prune; ++i) {
-            const Block& blk = *list[i].block;
-            const int lane = list[i].lane;
-            const TriangleAnswer r =
-                closestExact(q, cornerOf(blk.c, 0, lane), cornerOf(blk.c, 1, lane), cornerOf(blk.c, 2, lane));
-            if (r.d2 < best || (r.d2 == best && blk.id[lane] > bestId)) {
-                best = r.d2;
-                bestId = blk.id[lane];
-                s = r.s;
-                t = r.t;
-                bestBlock = &blk;
-                bestLane = lane;
-                bound = std::min(bound, roundUp(best));
-                prune = pruneBound(bound);
-            }
+    auto exact = [&](const Candidate& c) {
+        const Block& blk = *c.block;
+        const int lane = c.lane;
+        const TriangleAnswer r =
+            closestExact(q, cornerOf(blk.c, 0, lane), cornerOf(blk.c, 1, lane), cornerOf(blk.c, 2, lane));
+        if (r.d2 < best || (r.d2 == best && blk.id[lane] > bestId)) {
+            best = r.d2;
+            bestId = blk.id[lane];
+            s = r.s;
+            t = r.t;
+            bestBlock = &blk;
+            bestLane = lane;
+            bound = std::min(bound, roundUp(best));
+            prune = pruneBound(bound);
         }
+    };
+    // The nearest lower bound first (nearly always the winner, so the others then face the
+    // tightest bound), then the rest in turn; returns the number left waiting (none).
+    auto settle = [&](int count) {
+        int nearest = 0;
+        for (int i = 1; i < count; ++i)
+            if (list[i].lo < list[nearest].lo)
+                nearest = i;
+        if (count > 0 && list[nearest].lo <= prune)
+            exact(list[nearest]);
+        for (int i = 0; i < count; ++i)
+            if (i != nearest && list[i].lo <= prune)
+                exact(list[i]);
         return 0;
     };
 
