@@ -38,6 +38,8 @@ inline F4 operator*(F4 a, F4 b) { return {_mm_mul_ps(a.v, b.v)}; }
 inline F4 operator/(F4 a, F4 b) { return {_mm_div_ps(a.v, b.v)}; }
 inline F4 vmin(F4 a, F4 b) { return {_mm_min_ps(a.v, b.v)}; }
 inline F4 vmax(F4 a, F4 b) { return {_mm_max_ps(a.v, b.v)}; }
+// About 12 correct bits; only used for error margins.
+inline F4 reciprocal(F4 a) { return {_mm_rcp_ps(a.v)}; }
 inline F4 operator<=(F4 a, F4 b) { return {_mm_cmple_ps(a.v, b.v)}; }
 inline F4 operator>=(F4 a, F4 b) { return {_mm_cmpge_ps(a.v, b.v)}; }
 inline F4 operator>(F4 a, F4 b) { return {_mm_cmpgt_ps(a.v, b.v)}; }
@@ -99,6 +101,9 @@ inline F4 vmin(F4 a, F4 b) {
 inline F4 vmax(F4 a, F4 b) {
     return lanes(a, b, [](float x, float y) { return x > y ? x : y; });
 }
+inline F4 reciprocal(F4 a) {
+    return lanes(a, a, [](float x, float) { return 1.0f / x; });
+}
 inline F4 operator<=(F4 a, F4 b) {
     return lanes(a, b, [](float x, float y) { return maskOf(x <= y); });
 }
@@ -151,13 +156,10 @@ inline float smallest(F4 a) {
 // ---------------------------------------------------------------------------------------------
 // Storage
 
-// Four triangles, corners as structure of arrays: c[3 * k + axis][lane] is corner k, with two
-// shape figures of each triangle for the distance bounds (see boundsOnBlock). Unused lanes hold
-// NaN everywhere (their distance is NaN and never wins) and the index -1.
-struct alignas(64) Block {
+// Four triangles, corners as structure of arrays: c[3 * k + axis][lane] is corner k. Unused
+// lanes hold NaN corners (their distance is NaN and never wins) and the index -1.
+struct alignas(16) Block {
     float c[9][4];
-    float longest[4]; // the longest squared edge, NaN outside the range the float pass handles
-    float lowK[4];    // the relative margin of the lower bound, NaN for thin triangles
     int id[4];
 };
 
@@ -176,7 +178,7 @@ struct alignas(64) Node {
     int pad[3];
 };
 static_assert(sizeof(Node) == 128, "two cache lines per node");
-static_assert(sizeof(Block) == 192, "three cache lines per block");
+static_assert(sizeof(Block) == 160, "packed block");
 
 // Plain aligned array (over-aligned new is not available in C++14).
 template <class T> class AlignedArray {
@@ -347,8 +349,7 @@ inline F4 distance2(F4 apx, F4 apy, F4 apz, F4 abx, F4 aby, F4 abz, F4 acx, F4 a
 __attribute__((always_inline))
 #endif
 inline LaneBounds
-boundsOnBlock(const Block& blk, F4 px, F4 py, F4 pz, F4 boxD2) {
-    const float(&c)[9][4] = blk.c;
+boundsOnBlock(const float (&c)[9][4], F4 px, F4 py, F4 pz, F4 boxD2) {
     const F4 zero = splat(0.0f), one = splat(1.0f), tiny = splat(kTiny);
     const F4 ax = load(c[6]), ay = load(c[7]), az = load(c[8]);
     const F4 abx = load(c[0]) - ax, aby = load(c[1]) - ay, abz = load(c[2]) - az;
@@ -395,7 +396,8 @@ boundsOnBlock(const Block& blk, F4 px, F4 py, F4 pz, F4 boxD2) {
     nt = select(eAB, zero, nt);
     den = select(eAB, d1 - d3, den);
     den = vmax(den, tiny);
-    F4 s = clamp01(ns / den), t = clamp01(nt / den);
+    const F4 inv = one / den;
+    F4 s = clamp01(ns * inv), t = clamp01(nt * inv);
     // Keep the point on the triangle: rounding can push a face answer just past edge BC.
     const F4 st = s + t;
     const F4 over = st > one;
@@ -412,32 +414,19 @@ boundsOnBlock(const Block& blk, F4 px, F4 py, F4 pz, F4 boxD2) {
     const F4 d = distance2(apx, apy, apz, abx, aby, abz, acx, acy, acz, s, t);
 
     // (Padding lanes hold NaN and fail every comparison: no bounds, never refined.)
-    const F4 scale = d + load(blk.longest);
-    const F4 drop = load(blk.lowK) * scale;
-    const F4 large = splat(kLargest);
-    const F4 fat = (drop >= zero) & (d <= large);
-    const F4 hi = d + splat(kHighMargin) * scale;
-    return {select(fat, d - drop, boxD2), select(hi <= large, hi, splat(kInf))};
-}
-
-// The shape figures of a block lane (the same float arithmetic as the pass above).
-void setShape(Block& blk, int lane) {
-    const float(&c)[9][4] = blk.c;
-    const float abx = c[0][lane] - c[6][lane], aby = c[1][lane] - c[7][lane], abz = c[2][lane] - c[8][lane];
-    const float acx = c[3][lane] - c[6][lane], acy = c[4][lane] - c[7][lane], acz = c[5][lane] - c[8][lane];
-    const float e00 = abx * abx + aby * aby + abz * abz;
-    const float e01 = abx * acx + aby * acy + abz * acz;
-    const float e11 = acx * acx + acy * acy + acz * acz;
-    const float area = e00 * e11 - e01 * e01;    // |AB x AC|^2
-    const float ebc = (e00 + e11) - (e01 + e01); // |BC|^2
-    const float longest = std::max(std::max(e00, e11), ebc);
-    // (A fat triangle has every squared edge above 2^-10 longest, so no product in the pass
+    const F4 area = e00 * e11 - e01 * e01;    // |AB x AC|^2
+    const F4 ebc = (e00 + e11) - (e01 + e01); // |BC|^2
+    const F4 longest = vmax(vmax(e00, e11), ebc);
+    const F4 small = splat(kSmallest), large = splat(kLargest);
+    // (A fat triangle has every squared edge above 2^-10 longest, so no product below
     // underflows.)
-    const bool ranged = longest >= kSmallest && longest <= kLargest;
-    const float squat = longest * longest; // area / squat is about the sin^2 of the smallest angle
-    const float nan = std::numeric_limits<float>::quiet_NaN();
-    blk.longest[lane] = ranged ? longest : nan;
-    blk.lowK[lane] = ranged && area > kThin * squat ? kLowMargin * (1.0f + squat / area) : nan;
+    const F4 ranged = (longest >= small) & (longest <= large) & (d <= large);
+    const F4 squat = longest * longest; // area / squat is about the sin^2 of the smallest angle
+    const F4 fat = ranged & (area > splat(kThin) * squat);
+    const F4 scale = d + longest;
+    const F4 lo = d - splat(kLowMargin) * (one + squat * reciprocal(vmax(area, tiny))) * scale;
+    const F4 hi = d + splat(kHighMargin) * scale;
+    return {select(fat, lo, boxD2), select(ranged, hi, splat(kInf))};
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -448,12 +437,10 @@ void setShape(Block& blk, int lane) {
 // that could win or tie, so the answer never depends on the shape of the tree.
 inline float pruneBound(float bound) { return bound + bound * (1.0f / 262144.0f) + kTiny; }
 
-// The smallest float at least x (infinity beyond the float range).
+// A float at least x and barely above it (infinity beyond the float range).
 inline float roundUp(double x) {
-    if (!(x < static_cast<double>(std::numeric_limits<float>::max())))
-        return kInf;
-    const float f = static_cast<float>(x);
-    return static_cast<double>(f) < x ? std::nextafter(f, kInf) : f;
+    const double up = x * (1.0 + 1.0 / 1048576.0);
+    return up < static_cast<double>(std::numeric_limits<float>::max()) ? static_cast<float>(up) : kInf;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -873,11 +860,9 @@ class Collapser {
                         blk.c[3 * corner + 2][lane] = v.z;
                     }
                     blk.id[lane] = id;
-                    setShape(blk, lane);
                 } else {
                     for (int j = 0; j < 9; ++j)
                         blk.c[j][lane] = nan;
-                    blk.longest[lane] = blk.lowK[lane] = nan;
                     blk.id[lane] = -1;
                 }
             }
@@ -1101,7 +1086,7 @@ int KTriMeshDistTree::Data::closest(const KVector& p, float maxDistance, double&
                 }
                 if (!bits(boxD2 <= splat(prune)))
                     continue;
-                const LaneBounds lb = boundsOnBlock(blk, px, py, pz, boxD2);
+                const LaneBounds lb = boundsOnBlock(blk.c, px, py, pz, boxD2);
                 const float hi = smallest(lb.hi);
                 if (hi < bound) {
                     bound = hi;

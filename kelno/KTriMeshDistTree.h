@@ -2,7 +2,7 @@
 //
 // Owns KTriMeshDistTree: a bounding volume hierarchy (4 boxes per node, single-precision boxes,
 // triangles packed four to a block) built once over a copy of the mesh's triangle corners;
-// about 63 bytes per triangle in all.
+// about 55 bytes per triangle in all.
 // The tree does not refer to the mesh after set(): changing or destroying the mesh later does
 // not affect it (rebuild with set() to follow a changed mesh). The built data is immutable and
 // shared between copies of a tree, so copying a tree is cheap.
