@@ -273,9 +273,14 @@ TriangleAnswer closestByRegions(D3 ap, D3 ab, D3 ac, double eab, double eac, dou
 
 // Any triangle: the face point when the projection falls inside, otherwise the nearest point
 // of the edges it falls beyond, of all three when the weights are badly conditioned.
-TriangleAnswer closestExact(D3 p, D3 b, D3 c, D3 a) {
+// `fat`: the caller knows the triangle is well conditioned (the float pass found it fat, with
+// a threshold a thousand times stricter than the one here).
+TriangleAnswer closestExact(D3 p, D3 b, D3 c, D3 a, bool fat) {
     const D3 ab = b - a, ac = c - a, ap = p - a, bc = c - b;
-    const double eab = dot(ab, ab), eac = dot(ac, ac), ebc = dot(bc, bc), e01 = dot(ab, ac);
+    const double eab = dot(ab, ab), eac = dot(ac, ac), e01 = dot(ab, ac);
+    if (fat)
+        return closestByRegions(ap, ab, ac, eab, eac, e01);
+    const double ebc = dot(bc, bc);
     const double longest = std::max(std::max(eab, eac), ebc);
     // |AB x AC|^2 here carries an error of a few ulps of eab * eac, far below this threshold.
     const bool well = eab * eac - e01 * e01 > (1.0 / 1048576.0) * longest * longest;
@@ -328,6 +333,7 @@ inline D3 cornerOf(const float (&c)[9][4], int corner, int lane) {
 // have no upper bound.
 struct LaneBounds {
     F4 lo, hi;
+    int fat; // bit k set when lane k is fat (its lower bound came from the region tests)
 };
 
 const float kTiny = std::numeric_limits<float>::min();
@@ -426,7 +432,7 @@ boundsOnBlock(const float (&c)[9][4], F4 px, F4 py, F4 pz, F4 boxD2) {
     const F4 scale = d + longest;
     const F4 lo = d - splat(kLowMargin) * (one + squat * reciprocal(vmax(area, tiny))) * scale;
     const F4 hi = d + splat(kHighMargin) * scale;
-    return {select(fat, lo, boxD2), select(ranged, hi, splat(kInf))};
+    return {select(fat, lo, boxD2), select(ranged, hi, splat(kInf)), bits(fat)};
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -997,6 +1003,7 @@ int KTriMeshDistTree::Data::closest(const KVector& p, float maxDistance, double&
         float lo;
         const Block* block;
         int lane;
+        bool fat;
     };
     const int kPending = 32;
     Candidate list[kPending];
@@ -1006,8 +1013,8 @@ int KTriMeshDistTree::Data::closest(const KVector& p, float maxDistance, double&
     auto exact = [&](const Candidate& c) {
         const Block& blk = *c.block;
         const int lane = c.lane;
-        const TriangleAnswer r =
-            closestExact(q, cornerOf(blk.c, 0, lane), cornerOf(blk.c, 1, lane), cornerOf(blk.c, 2, lane));
+        const TriangleAnswer r = closestExact(q, cornerOf(blk.c, 0, lane), cornerOf(blk.c, 1, lane),
+                                              cornerOf(blk.c, 2, lane), c.fat);
         if (r.d2 < best || (r.d2 == best && blk.id[lane] > bestId)) {
             best = r.d2;
             bestId = blk.id[lane];
@@ -1102,7 +1109,7 @@ int KTriMeshDistTree::Data::closest(const KVector& p, float maxDistance, double&
                     cand &= cand - 1;
                     if (pending == kPending)
                         pending = settle(pending);
-                    list[pending++] = Candidate{lo[lane], &blk, lane};
+                    list[pending++] = Candidate{lo[lane], &blk, lane, ((lb.fat >> lane) & 1) != 0};
                 }
             }
         }
@@ -1165,10 +1172,11 @@ void KTriMeshDistTree::Data::boxQuery(const KBoundingBox& q, KIntArray& out) con
 
 namespace {
 
-// Weights as floats that still satisfy w0, w1 >= 0 and w0 + w1 <= 1.
+// Weights as floats that still satisfy w0, w1 >= 0 and w0 + w1 <= 1 (rounding can leave the
+// double weights of a face point a hair outside).
 void toWeights(double s, double t, float& w0, float& w1) {
-    w0 = static_cast<float>(s);
-    w1 = static_cast<float>(t);
+    w0 = static_cast<float>(std::min(std::max(s, 0.0), 1.0));
+    w1 = static_cast<float>(std::min(std::max(t, 0.0), 1.0));
     while (w0 + w1 > 1.0f)
         w1 = std::nextafter(w1, 0.0f);
 }
@@ -1222,7 +1230,7 @@ void KTriMeshDistTree::getTriangles(const KBoundingBox& box, KIntArray& out, boo
 double KTriMeshDistTree::closestPointOnTriangle(const KVector& p, const KVector& c0, const KVector& c1,
                                                 const KVector& c2, float& w0, float& w1) {
     const D3 q{p.x, p.y, p.z}, a{c0.x, c0.y, c0.z}, b{c1.x, c1.y, c1.z}, c{c2.x, c2.y, c2.z};
-    const TriangleAnswer r = closestExact(q, a, b, c);
+    const TriangleAnswer r = closestExact(q, a, b, c, false);
     toWeights(r.s, r.t, w0, w1);
     return r.d2;
 }
