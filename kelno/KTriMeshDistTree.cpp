@@ -215,12 +215,11 @@ template <class T> class AlignedArray {
 // below carries only a few double roundings and no scale a float can hold under- or overflows.
 //
 // Triangles whose smallest angle has a sine above about 2^-10 use the classic region tests
-// (in double their cancellation is harmless). Thinner ones take the face point when the
-// projection of the query falls inside, otherwise the nearest of the three edge points. Each
-// candidate is a point of the triangle, so rounding in the inside test can only pick a face
-// point near an edge where the edge point is as good, or the other way round: for a sliver
-// the two differ by at most its width. That keeps the result exact to the precision of the
-// data whatever the shape (thin, zero-area or tiny).
+// (in double their cancellation is harmless). Thinner ones take the nearest of the face point
+// (when the projection of the query falls inside) and the three edge points. Each of these is
+// a point of the triangle, so rounding can only make the answer a little too far, never too
+// near; for a sliver the face and edge points differ by at most its width. That keeps the
+// result exact to the precision of the data whatever the shape (thin, zero-area or tiny).
 struct D3 {
     double x, y, z;
 };
@@ -271,8 +270,6 @@ TriangleAnswer closestByRegions(D3 ap, D3 ab, D3 ac, double eab, double eac, dou
     return {s, t, residual2(ap, ab, ac, s, t)};
 }
 
-// Any triangle: the face point when the projection falls inside, otherwise the nearest point
-// of the edges it falls beyond, of all three when the weights are badly conditioned.
 // `fat`: the caller knows the triangle is well conditioned (the float pass found it fat, with
 // a threshold a thousand times stricter than the one here).
 TriangleAnswer closestExact(D3 p, D3 b, D3 c, D3 a, bool fat) {
@@ -286,19 +283,22 @@ TriangleAnswer closestExact(D3 p, D3 b, D3 c, D3 a, bool fat) {
     const bool well = eab * eac - e01 * e01 > (1.0 / 1048576.0) * longest * longest;
     if (well)
         return closestByRegions(ap, ab, ac, eab, eac, e01);
+    // A thin triangle: the face point when the projection falls inside, and the three edge
+    // points; the nearest wins (face first, then AB, AC, BC on equal values). The face weights
+    // of a sliver are uncertain by about eps / sin along it, the edges miss a face point by at
+    // most its width, so the nearest of them is good to about sqrt(eps) of its size.
+    TriangleAnswer best{0.0, 0.0, std::numeric_limits<double>::infinity()};
     const D3 n = cross(ab, ac);
     const double nn = dot(n, n);
-    // The weights of B and C and the third one, scaled by nn.
-    const double sn = dot(cross(ap, ac), n), tn = dot(cross(ab, ap), n), un = nn - sn - tn;
-    if (nn > 0.0 && sn >= 0.0 && tn >= 0.0 && un >= 0.0) {
+    const double sn = dot(cross(ap, ac), n), tn = dot(cross(ab, ap), n); // weights of B, C times nn
+    if (nn > 0.0 && sn >= 0.0 && tn >= 0.0 && sn + tn <= nn) {
         const double s = sn / nn, t = tn / nn;
-        return {s, t, residual2(ap, ab, ac, s, t)};
+        best = {s, t, residual2(ap, ab, ac, s, t)};
     }
-    // The edges go AB, AC, BC; the first wins an equal value. A sliver's weights are too
-    // uncertain to tell which edges the projection falls beyond, so all three are tried.
-    TriangleAnswer best{0.0, 0.0, std::numeric_limits<double>::infinity()};
     const double sAB = eab > 0.0 ? clamp01(dot(ap, ab) / eab) : 0.0;
-    best = {sAB, 0.0, residual2(ap, ab, ac, sAB, 0.0)};
+    const double dAB = residual2(ap, ab, ac, sAB, 0.0);
+    if (dAB < best.d2)
+        best = {sAB, 0.0, dAB};
     const double tAC = eac > 0.0 ? clamp01(dot(ap, ac) / eac) : 0.0;
     const double dAC = residual2(ap, ab, ac, 0.0, tAC);
     if (dAC < best.d2)
@@ -439,8 +439,8 @@ boundsOnBlock(const float (&c)[9][4], F4 px, F4 py, F4 pz, F4 boxD2) {
 // Pruning. A box (of a node or a triangle) is skipped when its float distance exceeds the
 // upper bound on the best exact value: the squared float distance of a box is within five
 // roundings (5 * 2^-24, relative) of the exact one, and the margin of 2^-18 covers that 13
-// times over. Skipping keeps every triangle
-// that could win or tie, so the answer never depends on the shape of the tree.
+// times over. Skipping keeps every triangle that could win or tie, so the answer never depends
+// on the shape of the tree.
 inline float pruneBound(float bound) { return bound + bound * (1.0f / 262144.0f) + kTiny; }
 
 // A float at least x and barely above it (infinity beyond the float range).
@@ -1008,8 +1008,8 @@ int KTriMeshDistTree::Data::closest(const KVector& p, float maxDistance, double&
     const int kPending = 32;
     Candidate list[kPending];
     int pending = 0;
-    // Computes the exact values of the waiting triangles that are still near enough, nearest
-    // lower bound first; returns the number left waiting (none).
+    // The exact value of one waiting triangle, kept when it beats the best or ties it with a
+    // higher index.
     auto exact = [&](const Candidate& c) {
         const Block& blk = *c.block;
         const int lane = c.lane;
