@@ -362,8 +362,8 @@ TEST(KTriMeshDistTree, RealScansMatchTheReference) {
         ASSERT_TRUE(readObj(dataPath(name), m));
         const Tree tree(m, 10, 10);
         EXPECT_EQ(tree.triangleCount(), m.triangleCount());
-        EXPECT_EQ(checkAll(m, tree, queryPoints(m, 40, 17)), 0);
-        EXPECT_EQ(checkAll(m, tree, surfacePoints(m, 20, 18)), 0);
+        EXPECT_EQ(checkAll(m, tree, queryPoints(m, 25, 17)), 0);
+        EXPECT_EQ(checkAll(m, tree, surfacePoints(m, 10, 18)), 0);
         // Queries at the mesh's own vertices: distance 0, and of all triangles around the vertex
         // the highest index wins the tie.
         for (int v = 0; v < m.vertexCount(); v += m.vertexCount() / 100) {
