@@ -81,10 +81,12 @@ class KELNO_API KTriMeshDistTree {
 
     // The squared distance from p to the triangle (c0, c1, c2) and the weights of its closest
     // point (closest = w0 * c0 + w1 * c1 + (1 - w0 - w1) * c2), exactly as the tree computes them
-    // for its queries: in double precision, the nearest of the three edge points and, when p
-    // projects inside, the face point. Zero-area triangles (a segment or a point) give the
-    // closest point of their edges. A query point equal to a corner gets exactly that corner and
-    // distance 0. No NaN comes out of finite input.
+    // for its queries, in double precision: the classic region tests (three corners, three
+    // edges, the face) for well-shaped triangles; for thin ones (smallest angle below about
+    // 0.06 degrees) the nearest of the three edge points and, when p projects inside, the face
+    // point. Zero-area triangles (a segment or a point) give the closest point of their edges.
+    // A query point equal to a corner gets exactly that corner and distance 0. No NaN comes
+    // out of finite input.
     static double closestPointOnTriangle(const KVector& p, const KVector& c0, const KVector& c1,
                                          const KVector& c2, float& w0, float& w1);
 
