@@ -38,6 +38,8 @@ inline F4 operator*(F4 a, F4 b) { return {_mm_mul_ps(a.v, b.v)}; }
 inline F4 operator/(F4 a, F4 b) { return {_mm_div_ps(a.v, b.v)}; }
 inline F4 vmin(F4 a, F4 b) { return {_mm_min_ps(a.v, b.v)}; }
 inline F4 vmax(F4 a, F4 b) { return {_mm_max_ps(a.v, b.v)}; }
+// About 12 correct bits; only used for error margins.
+inline F4 reciprocal(F4 a) { return {_mm_rcp_ps(a.v)}; }
 inline F4 operator<=(F4 a, F4 b) { return {_mm_cmple_ps(a.v, b.v)}; }
 inline F4 operator>=(F4 a, F4 b) { return {_mm_cmpge_ps(a.v, b.v)}; }
 inline F4 operator>(F4 a, F4 b) { return {_mm_cmpgt_ps(a.v, b.v)}; }
@@ -99,6 +101,9 @@ inline F4 vmin(F4 a, F4 b) {
 inline F4 vmax(F4 a, F4 b) {
     return lanes(a, b, [](float x, float y) { return x > y ? x : y; });
 }
+inline F4 reciprocal(F4 a) {
+    return lanes(a, a, [](float x, float) { return 1.0f / x; });
+}
 inline F4 operator<=(F4 a, F4 b) {
     return lanes(a, b, [](float x, float y) { return maskOf(x <= y); });
 }
@@ -137,6 +142,16 @@ inline int lowestBit(unsigned m) {
 }
 
 inline F4 clamp01(F4 a) { return vmin(vmax(a, splat(0.0f)), splat(1.0f)); }
+
+// The smallest of the four lanes (none may be NaN).
+inline float smallest(F4 a) {
+#if KELNO_TREE_SSE
+    const __m128 b = _mm_min_ps(a.v, _mm_movehl_ps(a.v, a.v));
+    return _mm_cvtss_f32(_mm_min_ss(b, _mm_shuffle_ps(b, b, 1)));
+#else
+    return std::min(std::min(a.f[0], a.f[1]), std::min(a.f[2], a.f[3]));
+#endif
+}
 
 // ---------------------------------------------------------------------------------------------
 // Storage
@@ -192,20 +207,142 @@ template <class T> class AlignedArray {
 };
 
 // ---------------------------------------------------------------------------------------------
-// Closest point on four triangles at once.
+// Closest point on one triangle, in double precision.
 //
 // The triangle is taken as A = c2, B = c0, C = c1 so that closest = A + s (B - A) + t (C - A)
-// gives the caller's weights directly (w0 = s, w1 = t). Regions are tested in the classic order
-// (A, B, edge AB, C, edge AC, edge BC, face); the dot products are derived from two of them and
-// the squared edge lengths, which makes a query point equal to a corner land exactly on it.
-struct LaneResult {
-    F4 s, t, d2;
+// gives the caller's weights directly (w0 = s, w1 = t). Float corners convert exactly and their
+// differences are exact in double for all but wildly different magnitudes, so every product
+// below carries only a few double roundings and no scale a float can hold under- or overflows.
+//
+// Triangles whose smallest angle has a sine above about 2^-10 use the classic region tests
+// (in double their cancellation is harmless). Thinner ones take the nearest of the face point
+// (when the projection of the query falls inside) and the three edge points. Each of these is
+// a point of the triangle, so rounding can only make the answer a little too far, never too
+// near; for a sliver the face and edge points differ by at most its width. That keeps the
+// result exact to the precision of the data whatever the shape (thin, zero-area or tiny).
+struct D3 {
+    double x, y, z;
+};
+inline D3 operator-(D3 a, D3 b) { return {a.x - b.x, a.y - b.y, a.z - b.z}; }
+inline double dot(D3 a, D3 b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
+inline D3 cross(D3 a, D3 b) { return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x}; }
+inline double residual2(D3 ap, D3 ab, D3 ac, double s, double t) {
+    const double x = (ap.x - s * ab.x) - t * ac.x;
+    const double y = (ap.y - s * ab.y) - t * ac.y;
+    const double z = (ap.z - s * ab.z) - t * ac.z;
+    return x * x + y * y + z * z;
+}
+inline double clamp01(double u) { return u > 0.0 ? (u < 1.0 ? u : 1.0) : 0.0; }
+
+struct TriangleAnswer {
+    double s, t, d2;
+};
+
+// Well-conditioned triangles: the classic region tests, in double precision. Their products
+// cancel by about 1 / sin^2 of the smallest angle, which for these leaves some 30 correct bits.
+TriangleAnswer closestByRegions(D3 ap, D3 ab, D3 ac, double eab, double eac, double e01) {
+    const double d1 = dot(ab, ap), d2 = dot(ac, ap);
+    if (d1 <= 0.0 && d2 <= 0.0)
+        return {0.0, 0.0, dot(ap, ap)};
+    const double d3 = d1 - eab, d4 = d2 - e01; // AB . BP, AC . BP
+    if (d3 >= 0.0 && d4 <= d3)
+        return {1.0, 0.0, residual2(ap, ab, ac, 1.0, 0.0)};
+    const double vc = d1 * d4 - d3 * d2;
+    if (vc <= 0.0 && d1 >= 0.0 && d3 <= 0.0) {
+        const double s = d1 / (d1 - d3);
+        return {s, 0.0, residual2(ap, ab, ac, s, 0.0)};
+    }
+    const double d5 = d1 - e01, d6 = d2 - eac; // AB . CP, AC . CP
+    if (d6 >= 0.0 && d5 <= d6)
+        return {0.0, 1.0, residual2(ap, ab, ac, 0.0, 1.0)};
+    const double vb = d5 * d2 - d1 * d6;
+    if (vb <= 0.0 && d2 >= 0.0 && d6 <= 0.0) {
+        const double t = d2 / (d2 - d6);
+        return {0.0, t, residual2(ap, ab, ac, 0.0, t)};
+    }
+    const double va = d3 * d6 - d5 * d4;
+    if (va <= 0.0 && d4 - d3 >= 0.0 && d5 - d6 >= 0.0) {
+        const double w = (d4 - d3) / ((d4 - d3) + (d5 - d6));
+        return {1.0 - w, w, residual2(ap, ab, ac, 1.0 - w, w)};
+    }
+    const double inv = 1.0 / (va + vb + vc);
+    const double s = vb * inv, t = vc * inv;
+    return {s, t, residual2(ap, ab, ac, s, t)};
+}
+
+// `fat`: the caller knows the triangle is well conditioned (the float pass found it fat, with
+// a threshold a thousand times stricter than the one here).
+TriangleAnswer closestExact(D3 p, D3 b, D3 c, D3 a, bool fat) {
+    const D3 ab = b - a, ac = c - a, ap = p - a, bc = c - b;
+    const double eab = dot(ab, ab), eac = dot(ac, ac), e01 = dot(ab, ac);
+    if (fat)
+        return closestByRegions(ap, ab, ac, eab, eac, e01);
+    const double ebc = dot(bc, bc);
+    const double longest = std::max(std::max(eab, eac), ebc);
+    // |AB x AC|^2 here carries an error of a few ulps of eab * eac, far below this threshold.
+    const bool well = eab * eac - e01 * e01 > (1.0 / 1048576.0) * longest * longest;
+    if (well)
+        return closestByRegions(ap, ab, ac, eab, eac, e01);
+    // A thin triangle: the face point when the projection falls inside, and the three edge
+    // points; the nearest wins (face first, then AB, AC, BC on equal values). The face weights
+    // of a sliver are uncertain by about eps / sin along it, the edges miss a face point by at
+    // most its width, so the nearest of them is good to about sqrt(eps) of its size.
+    TriangleAnswer best{0.0, 0.0, std::numeric_limits<double>::infinity()};
+    const D3 n = cross(ab, ac);
+    const double nn = dot(n, n);
+    const double sn = dot(cross(ap, ac), n), tn = dot(cross(ab, ap), n); // weights of B, C times nn
+    if (nn > 0.0 && sn >= 0.0 && tn >= 0.0 && sn + tn <= nn) {
+        const double s = sn / nn, t = tn / nn;
+        best = {s, t, residual2(ap, ab, ac, s, t)};
+    }
+    const double sAB = eab > 0.0 ? clamp01(dot(ap, ab) / eab) : 0.0;
+    const double dAB = residual2(ap, ab, ac, sAB, 0.0);
+    if (dAB < best.d2)
+        best = {sAB, 0.0, dAB};
+    const double tAC = eac > 0.0 ? clamp01(dot(ap, ac) / eac) : 0.0;
+    const double dAC = residual2(ap, ab, ac, 0.0, tAC);
+    if (dAC < best.d2)
+        best = {0.0, tAC, dAC};
+    const double w = ebc > 0.0 ? clamp01(dot(p - b, bc) / ebc) : 0.0;
+    const double dBC = residual2(ap, ab, ac, 1.0 - w, w);
+    if (dBC < best.d2)
+        best = {1.0 - w, w, dBC};
+    return best;
+}
+
+inline D3 cornerOf(const float (&c)[9][4], int corner, int lane) {
+    return {c[3 * corner][lane], c[3 * corner + 1][lane], c[3 * corner + 2][lane]};
+}
+
+// ---------------------------------------------------------------------------------------------
+// Bounds on the distance of four triangles at once, in floats.
+//
+// A fast single-precision pass decides which triangles need the exact answer above. It finds
+// a point of each triangle by the classic region tests (A, B, edge AB, C, edge AC, edge BC,
+// face); rounding can make those tests pick the wrong region, which gives a point of the
+// triangle that is too far but never one that is too near. So
+//   hi = the squared distance of that point, widened by its rounding, bounds the exact value
+//        from above for every triangle of normal size;
+//   lo = the same narrowed by the worst misclassification, which grows with r = L^2 / |AB x AC|^2
+//        (L the longest squared edge; r is about 1 / sin^2 of the smallest angle): over 20
+//        million random triangles and queries near every region boundary, from 2^-10 to 2^5
+//        triangle sizes away, the squared distance came out at most 2^-23 (1 + r) (d + L) too
+//        large; the margin here is 32 times that.
+// Thin triangles (r above 1024), tiny or huge ones (where fourth powers of lengths leave the
+// normal float range) and far queries take the distance of their box as the lower bound and
+// have no upper bound.
+struct LaneBounds {
+    F4 lo, hi;
+    int fat; // bit k set when lane k is fat (its lower bound came from the region tests)
 };
 
 const float kTiny = std::numeric_limits<float>::min();
-// Below this ratio of area^2 to |AB|^2 |AC|^2 (sine of the angle at A below 2^-10) the face
-// formula loses too much to cancellation; such triangles also try their three edges.
-const float kSliver = 1.0f / 1048576.0f;
+const float kInf = std::numeric_limits<float>::infinity();
+const float kThin = 1.0f / 1024.0f;              // sin^2 of the smallest angle below this is thin
+const float kLowMargin = 1.0f / 262144.0f;       // 2^-18, see above
+const float kHighMargin = 1.0f / 65536.0f;       // 2^-16
+const float kSmallest = 1.0f / 1099511627776.0f; // 2^-40: the longest squared edge at least this,
+const float kLargest = 1125899906842624.0f;      // 2^50: that and the squared distance at most this
 
 inline F4 distance2(F4 apx, F4 apy, F4 apz, F4 abx, F4 aby, F4 abz, F4 acx, F4 acy, F4 acz, F4 s, F4 t) {
     const F4 rx = (apx - s * abx) - t * acx;
@@ -217,8 +354,8 @@ inline F4 distance2(F4 apx, F4 apy, F4 apz, F4 abx, F4 aby, F4 abz, F4 acx, F4 a
 #if defined(__GNUC__)
 __attribute__((always_inline))
 #endif
-inline LaneResult
-closestOnBlock(const float (&c)[9][4], F4 px, F4 py, F4 pz) {
+inline LaneBounds
+boundsOnBlock(const float (&c)[9][4], F4 px, F4 py, F4 pz, F4 boxD2) {
     const F4 zero = splat(0.0f), one = splat(1.0f), tiny = splat(kTiny);
     const F4 ax = load(c[6]), ay = load(c[7]), az = load(c[8]);
     const F4 abx = load(c[0]) - ax, aby = load(c[1]) - ay, abz = load(c[2]) - az;
@@ -254,7 +391,6 @@ closestOnBlock(const float (&c)[9][4], F4 px, F4 py, F4 pz) {
     const F4 eAC = andNot(mAC, taken);
     taken = taken | mAC;
     const F4 eBC = andNot(mBC, taken);
-    taken = taken | mBC;
 
     // One division pair serves whichever of face and edges applies.
     const F4 sum = va + vb + vc;
@@ -266,62 +402,51 @@ closestOnBlock(const float (&c)[9][4], F4 px, F4 py, F4 pz) {
     nt = select(eAB, zero, nt);
     den = select(eAB, d1 - d3, den);
     den = vmax(den, tiny);
-    F4 s = clamp01(ns / den), t = clamp01(nt / den);
-    // Rounding can push a face answer just past edge BC; pull it back onto the triangle.
+    const F4 inv = one / den;
+    F4 s = clamp01(ns * inv), t = clamp01(nt * inv);
+    // Keep the point on the triangle: rounding can push a face answer just past edge BC.
     const F4 st = s + t;
     const F4 over = st > one;
     if (bits(over)) {
         s = select(over, s / st, s);
         t = select(over, t / st, t);
     }
-
     s = select(eC, zero, s);
     t = select(eC, one, t);
     s = select(mB, one, s);
     t = select(mB, zero, t);
     s = select(mA, zero, s);
     t = select(mA, zero, t);
+    const F4 d = distance2(apx, apy, apz, abx, aby, abz, acx, acy, acz, s, t);
 
-    F4 d = distance2(apx, apy, apz, abx, aby, abz, acx, acy, acz, s, t);
-
-    // Zero-area triangles and slivers that reached the face case: also try the three edges and
-    // keep the nearest (face first, then AB, AC, BC on equal values).
-    // (Padding lanes hold NaN and fail the first comparison.)
-    const F4 lengths = e00 * e11;
-    const F4 sliver = andNot(lengths >= zero, taken | (sum > splat(kSliver) * lengths));
-    if (bits(sliver)) {
-        const F4 sAB = clamp01(d1 / vmax(e00, tiny));
-        const F4 tAC = clamp01(d2 / vmax(e11, tiny));
-        const F4 wBC = clamp01(bcStart / vmax(bcStart + bcEnd, tiny));
-        const F4 sBC = one - wBC;
-        const F4 dAB = distance2(apx, apy, apz, abx, aby, abz, acx, acy, acz, sAB, zero);
-        const F4 dAC = distance2(apx, apy, apz, abx, aby, abz, acx, acy, acz, zero, tAC);
-        const F4 dBC = distance2(apx, apy, apz, abx, aby, abz, acx, acy, acz, sBC, wBC);
-        F4 m = sliver & (d > dAB);
-        s = select(m, sAB, s);
-        t = select(m, zero, t);
-        d = select(m, dAB, d);
-        m = sliver & (d > dAC);
-        s = select(m, zero, s);
-        t = select(m, tAC, t);
-        d = select(m, dAC, d);
-        m = sliver & (d > dBC);
-        s = select(m, sBC, s);
-        t = select(m, wBC, t);
-        d = select(m, dBC, d);
-    }
-    return {s, t, d};
+    // (Padding lanes hold NaN and fail every comparison: no bounds, never refined.)
+    const F4 area = e00 * e11 - e01 * e01;    // |AB x AC|^2
+    const F4 ebc = (e00 + e11) - (e01 + e01); // |BC|^2
+    const F4 longest = vmax(vmax(e00, e11), ebc);
+    const F4 small = splat(kSmallest), large = splat(kLargest);
+    // (A fat triangle has every squared edge above 2^-10 longest, so no product below
+    // underflows.)
+    const F4 ranged = (longest >= small) & (longest <= large) & (d <= large);
+    const F4 squat = longest * longest; // area / squat is about the sin^2 of the smallest angle
+    const F4 fat = ranged & (area > splat(kThin) * squat);
+    const F4 scale = d + longest;
+    const F4 lo = d - splat(kLowMargin) * (one + squat * reciprocal(vmax(area, tiny))) * scale;
+    const F4 hi = d + splat(kHighMargin) * scale;
+    return {select(fat, lo, boxD2), select(ranged, hi, splat(kInf)), bits(fat)};
 }
 
 // ---------------------------------------------------------------------------------------------
-// Pruning. The distance of a triangle as computed in floats can fall a little below the exact
-// distance of its box (rounding in the differences and the weights), so a box is skipped only
-// when it is farther than the best value by more than that rounding can explain: a relative
-// 2^-16 plus an absolute slack from the largest triangle in the tree. This keeps every triangle
-// that could win or tie, so the answer never depends on the shape of the tree.
-inline float pruneBound(float best2, float slack) {
-    const float r = std::sqrt(best2) * (1.0f + 1.0f / 65536.0f) + slack;
-    return r * r;
+// Pruning. A box (of a node or a triangle) is skipped when its float distance exceeds the
+// upper bound on the best exact value: the squared float distance of a box is within five
+// roundings (5 * 2^-24, relative) of the exact one, and the margin of 2^-18 covers that 13
+// times over. Skipping keeps every triangle that could win or tie, so the answer never depends
+// on the shape of the tree.
+inline float pruneBound(float bound) { return bound + bound * (1.0f / 262144.0f) + kTiny; }
+
+// A float at least x and barely above it (infinity beyond the float range).
+inline float roundUp(double x) {
+    const double up = x * (1.0 + 1.0 / 1048576.0);
+    return up < static_cast<double>(std::numeric_limits<float>::max()) ? static_cast<float>(up) : kInf;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -636,7 +761,6 @@ struct KTriMeshDistTree::Data {
     int blockCount = 0;
     int root = 0;
     int triangleCount = 0;
-    float slack = 0.0f;
     KBoundingBox box;
 
     // Starts loading a child (node or first leaf block) while other work goes on.
@@ -654,7 +778,9 @@ struct KTriMeshDistTree::Data {
 #endif
     }
 
-    int closest(const KVector& p, float maxDistance, float& w0, float& w1, const Block*& block,
+    // The index of the nearest triangle within maxDistance (-1 for none), its weights and the
+    // block and lane that hold it.
+    int closest(const KVector& p, float maxDistance, double& s, double& t, const Block*& block,
                 int& lane) const;
     void boxQuery(const KBoundingBox& box, KIntArray& out) const;
 };
@@ -822,8 +948,7 @@ void KTriMeshDistTree::set(const KTriMesh& mesh) {
                 prims[i++].id = t;
         }
     }
-    float largest = 0.0f;
-#pragma omp parallel for schedule(static) reduction(max : largest) if (count >= kParallelBuild)
+#pragma omp parallel for schedule(static) if (count >= kParallelBuild)
     for (int i = 0; i < count; ++i) {
         PrimRef& p = prims[i];
         const KInt3& tri = mesh.triangles[p.id];
@@ -835,9 +960,7 @@ void KTriMeshDistTree::set(const KTriMesh& mesh) {
             p.hi[k] = std::max(std::max(a[k], b[k]), c[k]);
         }
         p.zero = 0.0f;
-        largest = std::max(largest, (p.hi[0] - p.lo[0]) + (p.hi[1] - p.lo[1]) + (p.hi[2] - p.lo[2]));
     }
-    data->slack = largest * (1.0f / 65536.0f);
 
     // At most 2n - 1 binary nodes; the array is left uninitialised so untouched slots cost no
     // memory pages.
@@ -860,15 +983,63 @@ void KTriMeshDistTree::set(const KTriMesh& mesh) {
     m_data = data;
 }
 
-int KTriMeshDistTree::Data::closest(const KVector& p, float maxDistance, float& w0, float& w1,
+int KTriMeshDistTree::Data::closest(const KVector& p, float maxDistance, double& s, double& t,
                                     const Block*& bestBlock, int& bestLane) const {
     if (triangleCount == 0 || !(maxDistance >= 0.0f) || !finite(p))
         return -1;
-    float best = maxDistance * maxDistance;
+    // bound: an upper bound of the final answer (the limit, the float bounds of the triangles
+    // seen and the exact values so far); best: the smallest exact value so far. Triangles that
+    // may come within the bound wait in `list` and get their exact value at the end, when the
+    // bound is tightest, so that usually only the winner and its ties are computed exactly.
+    double best = static_cast<double>(maxDistance) * maxDistance;
+    float bound = roundUp(best);
     int bestId = -1;
-    float prune = pruneBound(best, slack);
+    float prune = pruneBound(bound);
     const F4 px = splat(p.x), py = splat(p.y), pz = splat(p.z);
     const F4 zero = splat(0.0f);
+    const D3 q{p.x, p.y, p.z};
+
+    struct Candidate {
+        float lo;
+        const Block* block;
+        int lane;
+        bool fat;
+    };
+    const int kPending = 32;
+    Candidate list[kPending];
+    int pending = 0;
+    // The exact value of one waiting triangle, kept when it beats the best or ties it with a
+    // higher index.
+    auto exact = [&](const Candidate& c) {
+        const Block& blk = *c.block;
+        const int lane = c.lane;
+        const TriangleAnswer r = closestExact(q, cornerOf(blk.c, 0, lane), cornerOf(blk.c, 1, lane),
+                                              cornerOf(blk.c, 2, lane), c.fat);
+        if (r.d2 < best || (r.d2 == best && blk.id[lane] > bestId)) {
+            best = r.d2;
+            bestId = blk.id[lane];
+            s = r.s;
+            t = r.t;
+            bestBlock = &blk;
+            bestLane = lane;
+            bound = std::min(bound, roundUp(best));
+            prune = pruneBound(bound);
+        }
+    };
+    // The nearest lower bound first (nearly always the winner, so the others then face the
+    // tightest bound), then the rest in turn; returns the number left waiting (none).
+    auto settle = [&](int count) {
+        int nearest = 0;
+        for (int i = 1; i < count; ++i)
+            if (list[i].lo < list[nearest].lo)
+                nearest = i;
+        if (count > 0 && list[nearest].lo <= prune)
+            exact(list[nearest]);
+        for (int i = 0; i < count; ++i)
+            if (i != nearest && list[i].lo <= prune)
+                exact(list[i]);
+        return 0;
+    };
 
     struct Entry {
         int ref;
@@ -912,43 +1083,43 @@ int KTriMeshDistTree::Data::closest(const KVector& p, float maxDistance, float& 
             for (int b = 0; b < blockCount; ++b) {
                 const Block& blk = blocks[static_cast<std::size_t>(first + b)];
                 // The boxes of the four triangles first: most blocks of a leaf that is near
-                // enough hold no triangle that is.
+                // enough hold no triangle that is. (Zero first: padding lanes stay NaN.)
                 F4 boxD2 = zero;
                 for (int a = 0; a < 3; ++a) {
                     const F4 c0 = load(blk.c[a]), c1 = load(blk.c[3 + a]), c2 = load(blk.c[6 + a]);
-                    const F4 q = a == 0 ? px : (a == 1 ? py : pz);
-                    const F4 d = vmax(vmax(vmin(vmin(c0, c1), c2) - q, q - vmax(vmax(c0, c1), c2)), zero);
+                    const F4 r = a == 0 ? px : (a == 1 ? py : pz);
+                    const F4 d = vmax(zero, vmax(vmin(vmin(c0, c1), c2) - r, r - vmax(vmax(c0, c1), c2)));
                     boxD2 = boxD2 + d * d;
                 }
                 if (!bits(boxD2 <= splat(prune)))
                     continue;
-                const LaneResult r = closestOnBlock(blk.c, px, py, pz);
-                int cand = bits(r.d2 <= splat(best));
+                const LaneBounds lb = boundsOnBlock(blk.c, px, py, pz, boxD2);
+                const float hi = smallest(lb.hi);
+                if (hi < bound) {
+                    bound = hi;
+                    prune = pruneBound(bound);
+                }
+                int cand = bits(lb.lo <= splat(prune));
                 if (!cand)
                     continue;
-                alignas(16) float d[4], s[4], t[4];
-                store(d, r.d2);
-                store(s, r.s);
-                store(t, r.t);
+                alignas(16) float lo[4];
+                store(lo, lb.lo);
                 while (cand) {
                     const int lane = lowestBit(static_cast<unsigned>(cand));
                     cand &= cand - 1;
-                    if (d[lane] < best || (d[lane] == best && blk.id[lane] > bestId)) {
-                        best = d[lane];
-                        bestId = blk.id[lane];
-                        w0 = s[lane];
-                        w1 = t[lane];
-                        bestBlock = &blk;
-                        bestLane = lane;
-                    }
+                    if (pending == kPending)
+                        pending = settle(pending);
+                    list[pending++] = Candidate{lo[lane], &blk, lane, ((lb.fat >> lane) & 1) != 0};
                 }
-                prune = pruneBound(best, slack);
             }
         }
         // Next entry that is still near enough.
+        // Next entry that is still near enough.
         for (;;) {
-            if (sp == 0)
+            if (sp == 0) {
+                settle(pending);
                 return bestId;
+            }
             const Entry& e = stack[--sp];
             if (e.d2 <= prune) {
                 ref = e.ref;
@@ -999,22 +1170,33 @@ void KTriMeshDistTree::Data::boxQuery(const KBoundingBox& q, KIntArray& out) con
     }
 }
 
+namespace {
+
+// Weights as floats that still satisfy w0, w1 >= 0 and w0 + w1 <= 1 (rounding can leave the
+// double weights of a face point a hair outside).
+void toWeights(double s, double t, float& w0, float& w1) {
+    w0 = static_cast<float>(std::min(std::max(s, 0.0), 1.0));
+    w1 = static_cast<float>(std::min(std::max(t, 0.0), 1.0));
+    while (w0 + w1 > 1.0f)
+        w1 = std::nextafter(w1, 0.0f);
+}
+
+} // namespace
+
 bool KTriMeshDistTree::getClosestPoint(const KVector& p, KVector& closest, int& triangle, float& w0,
                                        float& w1, float maxDistance) const {
-    if (!m_data)
-        return false;
-    float s = 0.0f, t = 0.0f;
+    double s = 0.0, t = 0.0;
     const Block* block = nullptr;
     int lane = 0;
-    const int id = m_data->closest(p, maxDistance, s, t, block, lane);
-    if (id < 0)
+    triangle = m_data ? m_data->closest(p, maxDistance, s, t, block, lane) : -1;
+    if (triangle < 0)
         return false;
-    triangle = id;
-    w0 = s;
-    w1 = t;
-    const float u = 1.0f - s - t;
-    for (int a = 0; a < 3; ++a)
-        closest[a] = (s * block->c[a][lane] + t * block->c[3 + a][lane]) + u * block->c[6 + a][lane];
+    toWeights(s, t, w0, w1);
+    const D3 a = cornerOf(block->c, 2, lane), ab = cornerOf(block->c, 0, lane) - a,
+             ac = cornerOf(block->c, 1, lane) - a;
+    closest =
+        KVector(static_cast<float>(a.x + s * ab.x + t * ac.x), static_cast<float>(a.y + s * ab.y + t * ac.y),
+                static_cast<float>(a.z + s * ab.z + t * ac.z));
     return true;
 }
 
@@ -1026,17 +1208,13 @@ bool KTriMeshDistTree::getClosestPoint(const KVector& p, KVector& closest, int& 
 
 bool KTriMeshDistTree::getClosestPoint(const KVector& p, int& triangle, float& w0, float& w1,
                                        float maxDistance) const {
-    if (!m_data)
-        return false;
-    float s = 0.0f, t = 0.0f;
+    double s = 0.0, t = 0.0;
     const Block* block = nullptr;
     int lane = 0;
-    const int id = m_data->closest(p, maxDistance, s, t, block, lane);
-    if (id < 0)
+    triangle = m_data ? m_data->closest(p, maxDistance, s, t, block, lane) : -1;
+    if (triangle < 0)
         return false;
-    triangle = id;
-    w0 = s;
-    w1 = t;
+    toWeights(s, t, w0, w1);
     return true;
 }
 
@@ -1049,25 +1227,12 @@ void KTriMeshDistTree::getTriangles(const KBoundingBox& box, KIntArray& out, boo
         std::sort(out.begin(), out.end());
 }
 
-float KTriMeshDistTree::closestPointOnTriangle(const KVector& p, const KVector& c0, const KVector& c1,
-                                               const KVector& c2, float& w0, float& w1) {
-    Block blk;
-    const float nan = std::numeric_limits<float>::quiet_NaN();
-    for (int j = 0; j < 9; ++j)
-        for (int lane = 0; lane < 4; ++lane)
-            blk.c[j][lane] = nan;
-    const KVector* corners[3] = {&c0, &c1, &c2};
-    for (int k = 0; k < 3; ++k)
-        for (int a = 0; a < 3; ++a)
-            blk.c[3 * k + a][0] = (*corners[k])[a];
-    const LaneResult r = closestOnBlock(blk.c, splat(p.x), splat(p.y), splat(p.z));
-    alignas(16) float s[4], t[4], d[4];
-    store(s, r.s);
-    store(t, r.t);
-    store(d, r.d2);
-    w0 = s[0];
-    w1 = t[0];
-    return d[0];
+double KTriMeshDistTree::closestPointOnTriangle(const KVector& p, const KVector& c0, const KVector& c1,
+                                                const KVector& c2, float& w0, float& w1) {
+    const D3 q{p.x, p.y, p.z}, a{c0.x, c0.y, c0.z}, b{c1.x, c1.y, c1.z}, c{c2.x, c2.y, c2.z};
+    const TriangleAnswer r = closestExact(q, a, b, c, false);
+    toWeights(r.s, r.t, w0, w1);
+    return r.d2;
 }
 
 } // namespace Kelno

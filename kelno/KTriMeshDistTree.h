@@ -7,11 +7,15 @@
 // not affect it (rebuild with set() to follow a changed mesh). The built data is immutable and
 // shared between copies of a tree, so copying a tree is cheap.
 //
-// Results are exact and independent of how the tree was built:
+// Results are exact to the precision of the data and independent of how the tree was built:
 //   - the distance of a query point to triangle t is the value closestPointOnTriangle() returns
-//     for t's corners; a query returns the triangle with the smallest such value, and of
-//     several triangles at exactly the same value the one with the highest index (the later
-//     candidate wins a tie, made independent of the order in which the tree visits them);
+//     for t's corners, computed in double precision from the float corners and query, so it is
+//     within a few roundings of the true distance for any shape (slivers, needles, zero-area
+//     triangles) and any size a float can hold; a fast single-precision pass only rules out
+//     triangles that cannot come near the best value;
+//   - a query returns the triangle with the smallest such value, and of several triangles at
+//     exactly the same value the one with the highest index (the later candidate wins a tie,
+//     made independent of the order in which the tree visits them);
 //   - so the same mesh and query always give the same triangle, weights and point, whatever
 //     the build parameters or the number of threads.
 // Thread safety: all const members may be called from any number of threads at once; a query
@@ -53,12 +57,15 @@ class KELNO_API KTriMeshDistTree {
     // The closest point of the mesh surface to p within maxDistance (distance <= maxDistance):
     //   closest   the point, closest = w0 * P[c0] + w1 * P[c1] + (1 - w0 - w1) * P[c2] where
     //             c0, c1, c2 are the corners of `triangle` in order (so w0, w1 >= 0, w0 + w1 <= 1);
+    //             it is evaluated in double precision and rounded once, so it lies within a few
+    //             float roundings of the exact closest point (a query point on the surface
+    //             comes back as itself to that precision, a corner exactly);
     //   triangle  its triangle index in the mesh, or -1 when nothing is found (empty tree, no
-    //             triangle within maxDistance, a negative or NaN maxDistance, a NaN query point);
+    //             triangle within maxDistance, a negative or NaN maxDistance, a NaN or infinite
+    //             query point): always written;
     //   w0, w1    the weights of corners c0 and c1.
-    // The outputs are written only when something is found; the result is triangle >= 0.
-    // Pass 1e30 for an unbounded search. Distances beyond about 1.8e19 overflow single precision
-    // and count as infinite (found only when maxDistance is too).
+    // closest, w0 and w1 are written only when something is found; the result is triangle >= 0.
+    // Pass 1e30 for an unbounded search.
     bool getClosestPoint(const KVector& p, KVector& closest, int& triangle, float& w0, float& w1,
                          float maxDistance) const;
     // The same without the weights.
@@ -74,13 +81,14 @@ class KELNO_API KTriMeshDistTree {
 
     // The squared distance from p to the triangle (c0, c1, c2) and the weights of its closest
     // point (closest = w0 * c0 + w1 * c1 + (1 - w0 - w1) * c2), exactly as the tree computes them
-    // for its queries. Every Voronoi region (three corners, three edges, the face) is handled;
-    // zero-area triangles (a segment or a point) give the closest point of their edges, and
-    // slivers (the sine of the angle at c2 below 2^-10), whose face formula loses precision,
-    // take the nearest of the face and edge answers. A query point equal to a corner gets
-    // exactly that corner and distance 0. No NaN comes out of finite input.
-    static float closestPointOnTriangle(const KVector& p, const KVector& c0, const KVector& c1,
-                                        const KVector& c2, float& w0, float& w1);
+    // for its queries, in double precision: the classic region tests (three corners, three
+    // edges, the face) for well-shaped triangles; for thin ones (smallest angle below about
+    // 0.06 degrees) the nearest of the three edge points and, when p projects inside, the face
+    // point. Zero-area triangles (a segment or a point) give the closest point of their edges.
+    // A query point equal to a corner gets exactly that corner and distance 0. No NaN comes
+    // out of finite input.
+    static double closestPointOnTriangle(const KVector& p, const KVector& c0, const KVector& c1,
+                                         const KVector& c2, float& w0, float& w1);
 
     // The build parameters as clamped.
     int maxLeafSize() const { return m_maxLeafSize; }
