@@ -73,25 +73,21 @@ void overwriteInPlace(const std::string& path, const std::vector<unsigned char>&
 
 // A strip of triangles over kPoints points that move every sample, under one transform.
 void writeStripArchive(const std::string& path, int points, int samples, float phase) {
-    std::vector<std::vector<float>> positions(static_cast<std::size_t>(samples));
-    for (int s = 0; s < samples; ++s)
-        for (int i = 0; i < points; ++i) {
-            positions[static_cast<std::size_t>(s)].push_back(static_cast<float>(i / 2));
-            positions[static_cast<std::size_t>(s)].push_back(static_cast<float>(i % 2));
-            positions[static_cast<std::size_t>(s)].push_back(phase + 0.5f * static_cast<float>(s));
-        }
-    std::vector<std::int32_t> counts;
-    std::vector<std::int32_t> indices;
-    for (int i = 0; i + 2 < points; ++i) {
-        counts.push_back(3);
-        for (int k = 0; k < 3; ++k)
-            indices.push_back(i + k);
+    KelnoTest::MeshScene scene;
+    for (int s = 0; s < samples; ++s) {
+        scene.positions.emplace_back();
+        for (int i = 0; i < points; ++i)
+            scene.positions.back().insert(
+                scene.positions.back().end(),
+                {static_cast<float>(i / 2), static_cast<float>(i % 2), phase + 0.5f * static_cast<float>(s)});
+        scene.translateX.push_back(static_cast<double>(s));
+        scene.visible.push_back(1);
     }
-    std::vector<double> translate;
-    for (int s = 0; s < samples; ++s)
-        translate.push_back(static_cast<double>(s));
-    KelnoTest::writeDeformingMeshArchive(path, positions, counts, indices, translate,
-                                         std::vector<std::int8_t>(static_cast<std::size_t>(samples), 1));
+    for (int i = 0; i + 2 < points; ++i) {
+        scene.faceCounts.push_back(3);
+        scene.faceIndices.insert(scene.faceIndices.end(), {i, i + 1, i + 2});
+    }
+    KelnoTest::writeMeshScene(path, scene);
 }
 
 class ChangedArchive : public ::testing::Test {

@@ -120,17 +120,6 @@ TEST(KTriMesh, IndicesValidChecksEveryCorner) {
     EXPECT_FALSE(m.indicesValid());
 }
 
-TEST(KTriMesh, BoundingBoxOfPositionsOptionallySkipsNonFinite) {
-    KTriMesh m = makeCube(KVector(-1, -2, -3), KVector(4, 5, 6));
-    KBoundingBox b = m.boundingBox(true);
-    ASSERT_TRUE(b.initialized());
-    EXPECT_EQ(b.min(), KVector(-1, -2, -3));
-    EXPECT_EQ(b.max(), KVector(4, 5, 6));
-    m.positions.push_back(KVector(std::nanf(""), 100, 0));
-    EXPECT_EQ(m.boundingBox(true).max(), KVector(4, 5, 6));
-    EXPECT_FALSE(KTriMesh().boundingBox(true).initialized());
-}
-
 TEST(KTriMesh, VertexNormalsPointOutwardOnACubeInBothWeightings) {
     const KTriMesh cube = makeCube();
     for (bool weighted : {true, false}) {
@@ -199,8 +188,6 @@ TEST(KMesh, ConnectionsAndCountsListFacesInOrder) {
     m.getCounts(counts);
     EXPECT_EQ(conn, (KIntArray{0, 1, 2, 3, 2, 3, 4, 3, 4, 5, 6, 7}));
     EXPECT_EQ(counts, (KIntArray{4, 3, 5}));
-    EXPECT_EQ(m.boundingBox().max(), KVector(7, 1, 0));
-    EXPECT_FALSE(KMesh().boundingBox().initialized());
 }
 
 TEST(KMesh, DeleteElementsDropsListedFacesKeepsVerticesAndMovesUvs) {
@@ -221,17 +208,14 @@ TEST(KMesh, DeleteElementsDropsListedFacesKeepsVerticesAndMovesUvs) {
     EXPECT_TRUE(m.uvs.empty());
 }
 
-TEST(KMesh, ExchangeSwapsEverything) {
-    KMesh a = makeStrip();
-    KMesh b;
-    b.positions = {KVector(9, 9, 9)};
+TEST(KMesh, ExchangeSwapsEverythingWithoutCopying) {
+    KMesh a = makeStrip(), b;
     const KVector* storage = a.positions.data();
     a.exchange(b);
-    EXPECT_EQ(a.vertexCount(), 1);
-    EXPECT_EQ(a.faceCount(), 0);
+    EXPECT_EQ(a.vertexCount() + a.faceCount() + a.uvs.length(), 0);
     EXPECT_EQ(b.faceCount(), 3);
     EXPECT_EQ(b.uvs.length(), 12);
-    EXPECT_EQ(b.positions.data(), storage) << "exchange must not copy";
+    EXPECT_EQ(b.positions.data(), storage);
 }
 
 // ---------------------------------------------------------------------------------------------

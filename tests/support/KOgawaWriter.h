@@ -383,21 +383,4 @@ inline void writeMeshScene(const std::string& path, const MeshScene& scene) {
     w.finish(w.object(0, rootChildren), "_ai_Application=kelno test writer");
 }
 
-// The scene above without an instance, with one sampling at fps from frame 1.
-inline void writeDeformingMeshArchive(const std::string& path,
-                                      const std::vector<std::vector<float>>& positions,
-                                      const std::vector<std::int32_t>& faceCounts,
-                                      const std::vector<std::int32_t>& faceIndices,
-                                      const std::vector<double>& translateX,
-                                      const std::vector<std::int8_t>& visible, double fps = 24.0) {
-    MeshScene scene;
-    scene.positions = positions;
-    scene.faceCounts = faceCounts;
-    scene.faceIndices = faceIndices;
-    scene.translateX = translateX;
-    scene.visible = visible;
-    scene.meshStep = scene.meshStart = 1.0 / fps;
-    writeMeshScene(path, scene);
-}
-
 } // namespace KelnoTest
