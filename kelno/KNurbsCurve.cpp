@@ -350,12 +350,12 @@ double KNurbsCurve::distanceToPoint(const Point& p, Point* closest, double* para
 void KNurbsCurve::reverse() {
     if (!valid())
         return;
+    // In place, without reallocating: readers on other threads never see freed storage.
     std::reverse(m_cvs.begin(), m_cvs.end());
     const double a = m_knots.front(), b = m_knots.back();
-    std::vector<double> k(m_knots.rbegin(), m_knots.rend());
-    for (double& v : k)
+    std::reverse(m_knots.begin(), m_knots.end());
+    for (double& v : m_knots)
         v = a + b - v;
-    m_knots = k;
 }
 
 } // namespace Kelno

@@ -37,7 +37,7 @@ MObject intermediateAttribute() {
 }
 
 struct TransformNode : MPxNode {
-    static MObject translate, rotate, scale, visibility, intermediateObject;
+    static MObject translate, rotate, scale, visibility, intermediateObject, dynamics;
     static void* creator() { return new TransformNode; }
     static MStatus initialize() {
         MFnNumericAttribute fn;
@@ -56,11 +56,14 @@ struct TransformNode : MPxNode {
         addAttribute(scale);
         intermediateObject = intermediateAttribute();
         addAttribute(intermediateObject);
+        // Locators tie their evaluation to their transform by connecting an output here.
+        dynamics = fn.create("dynamics", "dyn", MFnNumericData::kBoolean, 0.0);
+        addAttribute(dynamics);
         return addAttribute(visibility);
     }
 };
 MObject TransformNode::translate, TransformNode::rotate, TransformNode::scale, TransformNode::visibility,
-    TransformNode::intermediateObject;
+    TransformNode::intermediateObject, TransformNode::dynamics;
 
 // A mesh shape: its output is its input mesh (the stand-in keeps no history of its own).
 struct MeshNode : MPxNode {
@@ -116,6 +119,7 @@ void registerHostTypes() {
              &TransformNode::initialize);
     hostType("mesh", kMeshId, MFn::kMesh, true, true, &MeshNode::creator, &MeshNode::initialize);
     registerCameraType();
+    registerCurveType();
     s.timeNode = createNode(findType("time"), "time1", nullptr, nullptr).get();
 }
 

@@ -257,6 +257,8 @@ MStatus disconnect(const PlugEnd& src, const PlugEnd& dst);
 void registerHostTypes();
 // Drawing (Draw.cpp): the "camera" node type, and what the drawing side keeps for a node.
 void registerCameraType();
+// NurbsCurve.cpp: the "nurbsCurve" shape type.
+void registerCurveType();
 void releaseDrawState(Node* node);
 void record(Host::MessageKind kind, const MString& text);
 MStatus runCommandLine(const std::string& line, Host::CommandResult* out);
