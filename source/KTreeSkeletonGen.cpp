@@ -217,6 +217,8 @@ void KTreeSkeletonGen::draw(int) {
 }
 
 void KTreeSkeletonGen::_drawChains() const {
+    if (m_skeletons.empty())
+        return;
     glPushMatrix();
     glPushAttrib(0xFFFFF);
 
