@@ -8,6 +8,7 @@
 #include <maya/MArrayDataHandle.h>
 #include <maya/MDGModifier.h>
 #include <maya/MDataHandle.h>
+#include <maya/MFnAttribute.h>
 #include <maya/MFnCamera.h>
 #include <maya/MFnNumericAttribute.h>
 #include <maya/MFnTypedAttribute.h>
