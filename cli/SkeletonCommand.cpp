@@ -79,16 +79,25 @@ void runSkeleton(const SkeletonOptions& o) {
 
     const int n = static_cast<int>(meshes.size());
     std::vector<Kelno::KVectorArray> chains(meshes.size());
+    bool failed = false;
 #pragma omp parallel for schedule(static)
     for (int i = 0; i < n; ++i) {
-        Kelno::KTriMeshConnectionInfo conn;
-        conn.set(meshes[static_cast<std::size_t>(i)]);
-        conn.calculate_v2e();
-        conn.calculate_t2e();
-        conn.calculate_e2t();
-        Kelno::KTreeSkeleton::findCenter(meshes[static_cast<std::size_t>(i)], conn, o.iterations, o.step,
-                                         chains[static_cast<std::size_t>(i)]);
+        try {
+            Kelno::KTriMeshConnectionInfo conn;
+            conn.set(meshes[static_cast<std::size_t>(i)]);
+            conn.calculate_v2e();
+            conn.calculate_t2e();
+            conn.calculate_e2t();
+            Kelno::KTreeSkeleton::findCenter(meshes[static_cast<std::size_t>(i)], conn, o.iterations, o.step,
+                                             chains[static_cast<std::size_t>(i)]);
+        } catch (...) {
+            // Nothing may leave the parallel region; reported below.
+#pragma omp atomic write
+            failed = true;
+        }
     }
+    if (failed)
+        fail("out of memory while marching (is --iter very large with --dist 0?)");
 
     nlohmann::ordered_json out;
     out["file"] = o.path;

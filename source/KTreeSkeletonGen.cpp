@@ -170,10 +170,22 @@ MStatus KTreeSkeletonGen::_compute(const MPlug& plug, MDataBlock& data) {
 
     m_skeletons.clear();
     m_skeletons.resize(static_cast<size_t>(n));
+    // Nothing may leave the parallel region: a march that runs out of memory (a huge "iter" with
+    // a zero "dist") keeps the centres it found and the failure is reported afterwards.
+    bool failed = false;
 #pragma omp parallel for schedule(static)
-    for (int i = 0; i < n; ++i)
-        findCenter(m_meshes[static_cast<size_t>(i)], m_connections[static_cast<size_t>(i)], iterations, step,
-                   m_skeletons[static_cast<size_t>(i)]);
+    for (int i = 0; i < n; ++i) {
+        try {
+            findCenter(m_meshes[static_cast<size_t>(i)], m_connections[static_cast<size_t>(i)], iterations,
+                       step, m_skeletons[static_cast<size_t>(i)]);
+        } catch (...) {
+#pragma omp atomic write
+            failed = true;
+        }
+    }
+    if (failed)
+        MGlobal::displayError(
+            "Error@KTreeSkeletonGen::compute(): out of memory while marching; chains are cut short");
 
     m_refreshEditor = true;
     data.outputValue(numOutput).set(n);
