@@ -73,7 +73,7 @@ bool fitPlane(const KVectorArray& points, KVector* normal, KVector* centroid) {
 }
 
 void findCenter(const KTriMesh& mesh, const KTriMeshConnectionInfo& conn, int iterations, float step,
-                KVectorArray& centres) {
+                KVectorArray& centres, EdgeScan scan) {
     centres.clear();
     const KVectorArray& pos = mesh.positions;
     const KBoundingBox box = mesh.boundingBox(true);
@@ -109,15 +109,43 @@ void findCenter(const KTriMesh& mesh, const KTriMeshConnectionInfo& conn, int it
     const int triCount = std::min(mesh.triangles.length(), conn.t2e.length());
     KIntArray E, T;
     KVectorArray Q;
+    const bool prefilter = scan == EdgeScan::Prefiltered;
+    std::vector<float> side, scale;
     for (int it = 0; it < iterations; ++it) {
         const KVector P = C + N * step;
         E.clear();
         T.clear();
+        // The prefilter skips edges whose two ends lie on the same side of the plane by far more
+        // than any rounding of the exact test could move them (a margin of about a thousand
+        // ulps of the terms involved); every other edge gets the exact test, so the crossings
+        // are exactly those of the full scan. NaNs and infinities never pass the skip test.
+        float sideP = 0.0f, scaleP = 0.0f;
+        if (prefilter) {
+            const int nv = pos.length();
+            side.resize(static_cast<size_t>(nv));
+            scale.resize(static_cast<size_t>(nv));
+            for (int v = 0; v < nv; ++v) {
+                const KVector& p = pos[v];
+                side[static_cast<size_t>(v)] = N.x * p.x + N.y * p.y + N.z * p.z;
+                scale[static_cast<size_t>(v)] =
+                    std::fabs(N.x * p.x) + std::fabs(N.y * p.y) + std::fabs(N.z * p.z);
+            }
+            sideP = N.x * P.x + N.y * P.y + N.z * P.z;
+            scaleP = std::fabs(N.x * P.x) + std::fabs(N.y * P.y) + std::fabs(N.z * P.z);
+        }
         KVector hit;
         for (int e = 0; e < edgeCount; ++e) {
             const int va = conn.e2v[e][0], vb = conn.e2v[e][1];
             if (!vertexOk(mesh, va) || !vertexOk(mesh, vb))
                 continue;
+            if (prefilter) {
+                const float da = side[static_cast<size_t>(va)] - sideP,
+                            db = side[static_cast<size_t>(vb)] - sideP;
+                const float margin =
+                    1e-4f * (scale[static_cast<size_t>(va)] + scale[static_cast<size_t>(vb)] + scaleP);
+                if ((da > margin && db > margin) || (da < -margin && db < -margin))
+                    continue;
+            }
             if (linePlaneIntersection(N, P, pos[va], pos[vb], hit)) {
                 E.push_back(e);
                 const int t0 = conn.e2t[e][0], t1 = conn.e2t[e][1];
@@ -152,6 +180,7 @@ void findCenter(const KTriMesh& mesh, const KTriMeshConnectionInfo& conn, int it
         for (int t : T) {
             if (t < 0 || t >= triCount)
                 continue;
+            const int before = Q.length();
             for (int k = 0; k < 3; ++k) {
                 const int e = conn.t2e[t][k];
                 if (e < 0 || e >= edgeCount)
@@ -162,7 +191,18 @@ void findCenter(const KTriMesh& mesh, const KTriMeshConnectionInfo& conn, int it
                 if (linePlaneIntersection(D, P, pos[va], pos[vb], hit))
                     Q.push_back(hit);
             }
-            Q.deduplicate();
+            // Deduplicate after every triangle. Q was duplicate-free before this triangle, so only
+            // its new points need comparing: the same survivors, in the same order, as
+            // Q.deduplicate(), without its quadratic pass over the whole list.
+            int kept = before;
+            for (int j = before; j < Q.length(); ++j) {
+                bool duplicate = false;
+                for (int i = 0; i < kept && !duplicate; ++i)
+                    duplicate = Q[i] == Q[j];
+                if (!duplicate)
+                    Q[kept++] = Q[j];
+            }
+            Q.resize(static_cast<size_t>(kept));
         }
         if (Q.empty())
             return;

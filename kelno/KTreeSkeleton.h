@@ -47,8 +47,14 @@ KELNO_API bool fitPlane(const KVectorArray& points, KVector* normal, KVector* ce
 // adds the centre of the new cross-section, at most `iterations` times. The march stops early
 // where no edge crosses the plane (past the open end). A closed mesh gives the single point
 // (0,0,0). `centres` is replaced; positions are in the mesh's space.
+//
+// Every step looks at every edge for crossings of the plane. `scan` chooses how: Full runs the
+// exact segment test on every edge; Prefiltered (the default) first compares the two ends' signed
+// distances to the plane and runs the exact test only on edges that could cross, which gives the
+// same chains (the skip margin is far wider than the rounding of either test) at less cost.
+enum class EdgeScan { Full, Prefiltered };
 KELNO_API void findCenter(const KTriMesh& mesh, const KTriMeshConnectionInfo& conn, int iterations,
-                          float step, KVectorArray& centres);
+                          float step, KVectorArray& centres, EdgeScan scan = EdgeScan::Prefiltered);
 
 // Splits a mesh into its edge-connected pieces (triangles sharing a vertex belong together),
 // in the order of each piece's first triangle. Each piece keeps only the vertices it uses,

@@ -2,11 +2,14 @@
 
 #include "support/KTestData.h"
 #include "support/KTestMeshes.h"
+#include "support/KTestTrees.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <limits>
+#include <random>
 
 using namespace Kelno;
 using namespace Kelno::KTreeSkeleton;
@@ -191,4 +194,35 @@ TEST(KTreeSkeleton, RealTreeChainsStayInsideTheirTubes) {
             EXPECT_TRUE(box.contains(p)) << p.x << " " << p.y << " " << p.z;
     }
     EXPECT_GT(longChains, static_cast<int>(tubes.size()) / 2);
+}
+
+// The prefiltered edge scan gives exactly the chains of the full scan, including planes that pass
+// through vertices (rings at whole numbers, steps of 1), far from the origin, and on the real tree.
+TEST(KTreeSkeleton, PrefilteredScanMatchesTheFullScan) {
+    std::vector<KTriMesh> meshes = {makeOpenCylinder(16, 11), makeOpenCylinder(7, 11, 0.3f), cappedCylinder(),
+                                    makeSmallTree()[1],
+                                    makeTube({1e4f, -3e3f, 5e3f}, {1e4f + 3, -3e3f + 4, 5e3f + 1}, 0.2f)};
+    std::mt19937 rng(3);
+    std::uniform_real_distribution<float> u(0.1f, 1.0f);
+    for (int i = 0; i < 20; ++i)
+        meshes.push_back(makeTube({u(rng), u(rng), u(rng)}, {u(rng) + 2, u(rng) + 3, u(rng) + 1},
+                                  0.1f * u(rng), 5 + i % 9, 4 + i % 13));
+    KTriMesh tree;
+    if (readObj(dataPath("real/trees/helios_apple_tree_sapling/tree.obj"), tree))
+        for (const KTriMesh& tube : splitConnected(tree))
+            meshes.push_back(tube);
+    int compared = 0;
+    for (const KTriMesh& m : meshes) {
+        const KTriMeshConnectionInfo conn = connect(m);
+        for (float step : {1.0f, 0.5f, 0.02f, -1.5f}) {
+            KVectorArray full, fast;
+            findCenter(m, conn, 200, step, full, EdgeScan::Full);
+            findCenter(m, conn, 200, step, fast, EdgeScan::Prefiltered);
+            ASSERT_EQ(full.length(), fast.length()) << compared;
+            for (int k = 0; k < full.length(); ++k)
+                ASSERT_TRUE(std::memcmp(&full[k], &fast[k], sizeof(KVector)) == 0) << compared << " " << k;
+            compared += full.length() > 1;
+        }
+    }
+    EXPECT_GT(compared, 40);
 }
