@@ -53,8 +53,9 @@ class KELNO_API KNurbsCurve {
     // Arc length, integrated span by span with adaptive Gauss-Legendre quadrature until the
     // estimate changes by less than tolerance (relative to the span length, at least 1e-12).
     double length(double tolerance = 1e-3) const;
-    // Distance from p to the nearest point of the curve (dense sampling per span refined by a
-    // golden-section search); 0 for an invalid curve is never returned: it gives +infinity.
+    // Distance from p to the nearest point of the curve: 32 samples per span, the best few
+    // refined by a golden-section search on their neighbouring samples. +infinity for an invalid
+    // curve. closest and param, when given, receive that point and its parameter.
     double distanceToPoint(const Point& p, Point* closest = nullptr, double* param = nullptr) const;
     // Reverses the direction: CVs in reverse order, knots mirrored (u -> min + max - u), same shape.
     void reverse();
