@@ -260,7 +260,7 @@ void KTreeSkeletonGen::_drawChains() const {
 bool KTreeSkeletonGen::isBounded() const { return true; }
 
 MBoundingBox KTreeSkeletonGen::boundingBox() const {
-    if (m_meshCount > 0 && m_bounds.initialized()) {
+    if (!m_meshes.empty()) {
         const Kelno::KVector& lo = m_bounds.min();
         const Kelno::KVector& hi = m_bounds.max();
         return MBoundingBox(MPoint(lo.x, lo.y, lo.z), MPoint(hi.x, hi.y, hi.z));

@@ -57,9 +57,9 @@ class KTreeSkeletonGen : public MPxLocatorNode {
     // The chains in the current GL context (see the file comment); the style is not used.
     void draw(int style);
     bool isBounded() const override;
-    // The union of the input meshes' boxes; without meshes a box of half-size 1e-30 around the
-    // active view camera's centre of interest (world space), or around the origin when there is
-    // no camera to ask.
+    // The union of the input meshes' boxes (the origin when none of them has a vertex); without
+    // meshes a box of half-size 1e-30 around the active view camera's centre of interest (world
+    // space), or around the origin when there is no camera to ask.
     MBoundingBox boundingBox() const override;
 
     // The chains of the last successful compute, one per input mesh.
