@@ -90,6 +90,10 @@ struct MeshGeometry {
 struct Data : Object {
     explicit Data(MFn::Type t) : Object(t) {}
     MeshGeometry mesh;
+    // Mesh data read from a shape's "worldMesh": the shape's world matrix, which
+    // MDataHandle::asMeshTransformed applies (asMesh gives the points as stored).
+    bool hasWorldMatrix = false;
+    MMatrix worldMatrix;
     MString string;
     std::vector<int> ints;
 };

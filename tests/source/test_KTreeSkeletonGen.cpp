@@ -79,6 +79,29 @@ TEST_F(TreeSkeletonGenTest, ChainsMatchTheCoreAndEmptyInputFails) {
     EXPECT_EQ(user->getSkeletons()->size(), meshes.size()) << "earlier chains stay";
 }
 
+// Through "worldMesh" the node reads the mesh in world space; through "outMesh" as stored.
+TEST_F(TreeSkeletonGenTest, WorldMeshInputsAreReadInWorldSpace) {
+    const Kelno::KTriMesh tube = makeTube({0, 0, 0}, {1, 4, 0.5f}, 0.3f);
+    Kelno::KTriMesh moved = tube;
+    for (Kelno::KVector& p : moved.positions)
+        p.x += 5.0f;
+    const std::string shape = addMeshShape(tube);
+    const std::string transform =
+        Kelno::MObjectToNodeName(MFnDagNode(Host::findNode(shape)).parent(0)).asChar();
+    ASSERT_TRUE(Host::plug(transform + ".translateX").setValue(5.0));
+    const std::string node = Kelno::MObjectToNodeName(Host::createNode("KTreeSkeletonGen")).asChar();
+    ASSERT_TRUE(Host::connect(shape + ".worldMesh[0]", node + ".inMeshes[0]"));
+    ASSERT_TRUE(Host::connect(shape + ".outMesh", node + ".inMeshes[1]"));
+    Host::plug(node + ".iter").setValue(20);
+    Host::plug(node + ".dist").setValue(0.5f);
+    Host::plug(node + ".output").asFloat();
+    const std::vector<Kelno::KVectorArray>& chains = *skeletonUser(node)->getSkeletons();
+    ASSERT_EQ(chains.size(), 2u);
+    EXPECT_EQ(chains[0], coreChain(moved, 20, 0.5f));
+    EXPECT_EQ(chains[1], coreChain(tube, 20, 0.5f));
+    EXPECT_GT(chains[0].length(), 5);
+}
+
 TEST_F(TreeSkeletonGenTest, CommandMakesCurvesAndWritesTheHierarchy) {
     std::vector<Kelno::KTriMesh> meshes = makeSmallTree();
     // A branch that droops from the trunk: its march starts at the tip, so its curve is reversed.
