@@ -35,5 +35,7 @@ int run(int argc, char** argv);
 void registerObjCommand(CLI::App& app);
 // `kelno abc info|ls|dump`: Alembic caches as JSON.
 void registerAbcCommand(CLI::App& app);
+// `kelno skeleton`: tree skeleton chains and their curve hierarchy as JSON.
+void registerSkeletonCommand(CLI::App& app);
 
 } // namespace KelnoCli

@@ -6,6 +6,8 @@
 #include "KEnvSphere.h"
 #include "KMeshLoader.h"
 #include "KPluginRegistration.h"
+#include "KTreeSkeletonGen.h"
+#include "KTreeSkeletonGenCmd.h"
 
 #include <kelno/KGL.h>
 
@@ -34,10 +36,14 @@ const KNodeRegistration kNodes[] = {
     {&KEnvSphere::nodeTypeName, &KEnvSphere::nodeTypeId, &KEnvSphere::creator, &KEnvSphere::initialize,
      MPxNode::kLocatorNode, &KEnvSphere::drawDbClassification, &KEnvSphere::drawRegistrantId,
      &Kelno::KDrawOverride<KEnvSphere>::Creator},
+    {&KTreeSkeletonGen::nodeTypeName, &KTreeSkeletonGen::nodeTypeId, &KTreeSkeletonGen::creator,
+     &KTreeSkeletonGen::initialize, MPxNode::kLocatorNode, &KTreeSkeletonGen::drawDbClassification,
+     &KTreeSkeletonGen::drawRegistrantId, &Kelno::KDrawOverride<KTreeSkeletonGen>::Creator},
     {nullptr, nullptr, nullptr, nullptr, MPxNode::kDependNode, nullptr, nullptr, nullptr},
 };
 
 const KCommandRegistration kCommands[] = {
+    {&KTreeSkeletonGenCmd::commandName, &KTreeSkeletonGenCmd::creator, &KTreeSkeletonGenCmd::newSyntax},
     {nullptr, nullptr, nullptr},
 };
 

@@ -2,6 +2,7 @@
 // are built like user nodes, with the same attribute function sets and compute.
 #include "HostInternal.h"
 
+#include <maya/MDagPath.h>
 #include <maya/MDataBlock.h>
 #include <maya/MFnMeshData.h>
 #include <maya/MFnNumericAttribute.h>
@@ -37,7 +38,7 @@ MObject intermediateAttribute() {
 }
 
 struct TransformNode : MPxNode {
-    static MObject translate, rotate, scale, visibility, intermediateObject;
+    static MObject translate, rotate, scale, visibility, intermediateObject, dynamics;
     static void* creator() { return new TransformNode; }
     static MStatus initialize() {
         MFnNumericAttribute fn;
@@ -56,15 +57,21 @@ struct TransformNode : MPxNode {
         addAttribute(scale);
         intermediateObject = intermediateAttribute();
         addAttribute(intermediateObject);
+        // Locators tie their evaluation to their transform by connecting an output here.
+        dynamics = fn.create("dynamics", "dyn", MFnNumericData::kBoolean, 0.0);
+        addAttribute(dynamics);
         return addAttribute(visibility);
     }
 };
 MObject TransformNode::translate, TransformNode::rotate, TransformNode::scale, TransformNode::visibility,
-    TransformNode::intermediateObject;
+    TransformNode::intermediateObject, TransformNode::dynamics;
 
 // A mesh shape: its output is its input mesh (the stand-in keeps no history of its own).
+// "worldMesh" (an array, one element per instance as in the host; element 0 is the first DAG
+// path's) carries the same mesh with the shape's world matrix. It is recomputed when the mesh
+// changes, not when a transform above moves: tests place shapes before reading it.
 struct MeshNode : MPxNode {
-    static MObject inMesh, outMesh, intermediateObject;
+    static MObject inMesh, outMesh, worldMesh, intermediateObject;
     static void* creator() { return new MeshNode; }
     static MStatus initialize() {
         intermediateObject = intermediateAttribute();
@@ -75,23 +82,38 @@ struct MeshNode : MPxNode {
         outMesh = fn.create("outMesh", "o", MFnData::kMesh);
         fn.setWritable(false);
         fn.setStorable(false);
+        worldMesh = fn.create("worldMesh", "w", MFnData::kMesh);
+        fn.setArray(true);
+        fn.setWritable(false);
+        fn.setStorable(false);
         addAttribute(inMesh);
         addAttribute(outMesh);
+        addAttribute(worldMesh);
+        attributeAffects(inMesh, worldMesh);
         return attributeAffects(inMesh, outMesh);
     }
     MStatus compute(const MPlug& plug, MDataBlock& block) override {
-        if (plug != outMesh)
+        if (plug != outMesh && plug != worldMesh)
             return MS::kUnknownParameter;
         MObject in = block.inputValue(inMesh).data();
         MObject copy = MFnMeshData().create();
         if (auto* from = mhost::as<mhost::Data>(in))
             mhost::as<mhost::Data>(copy)->mesh = from->mesh;
-        block.outputValue(outMesh).set(copy);
+        if (plug == worldMesh) {
+            MDagPath path;
+            MDagPath::getAPathTo(thisMObject(), path);
+            auto* data = mhost::as<mhost::Data>(copy);
+            data->hasWorldMatrix = true;
+            data->worldMatrix = path.inclusiveMatrix();
+            mhost::NodeAccess::node(this)->slot(mhost::as<mhost::Attribute>(worldMesh), 0).data = copy;
+        } else {
+            block.outputValue(outMesh).set(copy);
+        }
         block.setClean(plug);
         return MS::kSuccess;
     }
 };
-MObject MeshNode::inMesh, MeshNode::outMesh, MeshNode::intermediateObject;
+MObject MeshNode::inMesh, MeshNode::outMesh, MeshNode::worldMesh, MeshNode::intermediateObject;
 
 mhost::NodeType* hostType(const char* name, unsigned int id, MFn::Type api, bool dag, bool shape,
                           MCreatorFunction creator, MInitializeFunction init) {
@@ -116,6 +138,7 @@ void registerHostTypes() {
              &TransformNode::initialize);
     hostType("mesh", kMeshId, MFn::kMesh, true, true, &MeshNode::creator, &MeshNode::initialize);
     registerCameraType();
+    registerCurveType();
     s.timeNode = createNode(findType("time"), "time1", nullptr, nullptr).get();
 }
 

@@ -90,6 +90,10 @@ struct MeshGeometry {
 struct Data : Object {
     explicit Data(MFn::Type t) : Object(t) {}
     MeshGeometry mesh;
+    // Mesh data read from a shape's "worldMesh": the shape's world matrix, which
+    // MDataHandle::asMeshTransformed applies (asMesh gives the points as stored).
+    bool hasWorldMatrix = false;
+    MMatrix worldMatrix;
     MString string;
     std::vector<int> ints;
 };
@@ -257,6 +261,8 @@ MStatus disconnect(const PlugEnd& src, const PlugEnd& dst);
 void registerHostTypes();
 // Drawing (Draw.cpp): the "camera" node type, and what the drawing side keeps for a node.
 void registerCameraType();
+// NurbsCurve.cpp: the "nurbsCurve" shape type.
+void registerCurveType();
 void releaseDrawState(Node* node);
 void record(Host::MessageKind kind, const MString& text);
 MStatus runCommandLine(const std::string& line, Host::CommandResult* out);

@@ -534,7 +534,17 @@ MObject MDataHandle::asMesh() const {
     Value& v = _value();
     return v.data.hasFn(MFn::kMeshData) ? v.data : MObject();
 }
-MObject MDataHandle::asMeshTransformed() const { return asMesh(); }
+MObject MDataHandle::asMeshTransformed() const {
+    MObject mesh = asMesh();
+    auto* data = mhost::as<mhost::Data>(mesh);
+    if (!data || !data->hasWorldMatrix)
+        return mesh;
+    auto world = std::make_shared<mhost::Data>(MFn::kMeshData);
+    world->mesh = data->mesh;
+    for (MPoint& p : world->mesh.points)
+        p = p * data->worldMatrix;
+    return MObject(world);
+}
 MObject MDataHandle::asNurbsCurve() const {
     Value& v = _value();
     return v.data.hasFn(MFn::kNurbsCurveData) ? v.data : MObject();

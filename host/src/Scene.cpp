@@ -3,6 +3,7 @@
 #include "HostInternal.h"
 
 #include <maya/MDataBlock.h>
+#include <maya/MFnAttribute.h>
 #include <maya/MPlug.h>
 
 #include <algorithm>
@@ -509,6 +510,11 @@ MStatus disconnect(const PlugEnd& src, const PlugEnd& dst) {
     outs.erase(std::remove(outs.begin(), outs.end(), dst), outs.end());
     if (outs.empty())
         src.node->outputs.erase(std::make_pair(src.attr, src.index));
+    // An array element whose attribute deletes on disconnect goes away with its connection.
+    if (dst.index >= 0 && dst.attr->array && dst.attr->disconnectBehavior == MFnAttribute::kDelete) {
+        dst.node->slot(dst.attr).elements.erase(static_cast<unsigned int>(dst.index));
+        valueChanged(dst.node, dst.attr);
+    }
     return MS::kSuccess;
 }
 

@@ -46,6 +46,8 @@ class OPENMAYA_EXPORT MDataHandle {
     MMatrix& asMatrix() const;
     MString& asString() const;
     MObject asMesh() const;
+    // Mesh data from a shape's "worldMesh" comes back in world space (a new data object);
+    // any other mesh data as asMesh gives it.
     MObject asMeshTransformed() const;
     MObject asNurbsCurve() const;
     MObject asNurbsCurveTransformed() const;

@@ -1,0 +1,104 @@
+// Runs `kelno skeleton` on a small tree written here and checks chains, hierarchy and failures.
+#include <kelno/KTreeSkeleton.h>
+
+#include "support/KTestMeshes.h"
+#include "support/KTestTrees.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <sys/wait.h>
+
+namespace {
+
+struct RunResult {
+    int exitCode = -1;
+    std::string out;
+};
+
+RunResult runTool(const std::string& args) {
+    RunResult r;
+    FILE* pipe = ::popen((std::string("'") + KELNO_TOOL_PATH + "' " + args + " 2>/dev/null").c_str(), "r");
+    if (!pipe)
+        return r;
+    char chunk[4096];
+    std::size_t got;
+    while ((got = std::fread(chunk, 1, sizeof chunk, pipe)) > 0)
+        r.out.append(chunk, got);
+    const int status = ::pclose(pipe);
+    r.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return r;
+}
+
+std::string tempPath(const std::string& name) { return ::testing::TempDir() + "kelno_skeleton_" + name; }
+
+} // namespace
+
+TEST(SkeletonCommand, SmallTreeChainsAndHierarchy) {
+    const std::vector<Kelno::KTriMesh> pieces = KelnoTest::makeSmallTree();
+    const std::string obj = tempPath("tree.obj"), chainsObj = tempPath("chains.obj");
+    ASSERT_TRUE(KelnoTest::writeObj(obj, KelnoTest::mergePieces(pieces)));
+
+    const RunResult r =
+        runTool("skeleton '" + obj + "' --split --iter 50 --dist 0.4 --curves --obj '" + chainsObj + "'");
+    ASSERT_EQ(r.exitCode, 0) << r.out;
+    const nlohmann::json j = nlohmann::json::parse(r.out);
+    ASSERT_EQ(j.at("meshes"), 4);
+    // The chains are the core's chains for the same pieces, point for point.
+    for (std::size_t i = 0; i < pieces.size(); ++i) {
+        Kelno::KTriMeshConnectionInfo conn;
+        conn.set(pieces[i]);
+        conn.calculate_e2t();
+        conn.calculate_t2e();
+        Kelno::KVectorArray expected;
+        Kelno::KTreeSkeleton::findCenter(pieces[i], conn, 50, 0.4f, expected);
+        const nlohmann::json& chain = j.at("chains").at(i);
+        ASSERT_EQ(chain.size(), expected.size()) << i;
+        ASSERT_GT(chain.size(), 3u) << i;
+        for (std::size_t k = 0; k < chain.size(); ++k)
+            EXPECT_EQ(chain[k][1].get<float>(), expected[static_cast<int>(k)].y);
+    }
+    const nlohmann::json& h = j.at("curves");
+    EXPECT_EQ(h.at("mainBranch"), 0);
+    EXPECT_EQ(h.at("parentCurves"), (std::vector<int>{-1, 0, 0, 2}));
+    EXPECT_EQ(h.at("parentCVs").at(0), 0);
+    std::vector<int> cvCounts;
+    for (const auto& c : j.at("chains"))
+        cvCounts.push_back(static_cast<int>(c.size()) + 2);
+    EXPECT_EQ(h.at("curveNumCVs"), cvCounts);
+    // Branch 1 grows from the trunk near y = 4: the parent CV lies in the trunk's lower half.
+    const int cv = h.at("parentCVs").at(1);
+    EXPECT_GT(cv, 2);
+    EXPECT_LT(cv, cvCounts[0] / 2 + 2);
+
+    std::ifstream polylines(chainsObj);
+    std::stringstream text;
+    text << polylines.rdbuf();
+    std::size_t objects = 0;
+    for (std::size_t at = text.str().find("\nl "); at != std::string::npos;
+         at = text.str().find("\nl ", at + 1))
+        ++objects;
+    EXPECT_EQ(objects, 4u);
+}
+
+TEST(SkeletonCommand, Failures) {
+    const std::string cube = tempPath("cube.obj");
+    ASSERT_TRUE(KelnoTest::writeObj(cube, KelnoTest::makeCube()));
+    // A closed mesh has the single-point chain (0,0,0), which cannot become a curve.
+    RunResult r = runTool("skeleton '" + cube + "'");
+    ASSERT_EQ(r.exitCode, 0);
+    EXPECT_EQ(nlohmann::json::parse(r.out).at("chains"), nlohmann::json::parse("[[[0,0,0]]]"));
+    for (const std::string& args :
+         {"skeleton '" + cube + "' --curves", std::string("skeleton /no/such.obj"),
+          "skeleton '" + cube + "' --iter 0", "skeleton '" + cube + "' --dist -1"}) {
+        r = runTool(args);
+        EXPECT_EQ(r.exitCode, 1) << args;
+        EXPECT_TRUE(r.out.empty()) << args;
+    }
+}

@@ -1,0 +1,67 @@
+// Small trees for skeleton tests and benchmarks: open tubes between two points, a trunk with
+// branches and a twig, and OBJ output of a set of pieces.
+#pragma once
+
+#include <kelno/KMesh.h>
+
+#include <cmath>
+#include <fstream>
+#include <string>
+#include <vector>
+
+namespace KelnoTest {
+
+// An open tube of radius r from a to b: `sides` vertices per ring, `rings` rings, both ends open.
+inline Kelno::KTriMesh makeTube(const Kelno::KVector& a, const Kelno::KVector& b, float r, int sides = 12,
+                                int rings = 12) {
+    const Kelno::KVector axis = (b - a).normal();
+    const Kelno::KVector helper =
+        std::fabs(axis.y) < 0.9f ? Kelno::KVector(0, 1, 0) : Kelno::KVector(1, 0, 0);
+    const Kelno::KVector u = axis.cross(helper).normal(), v = axis.cross(u);
+    Kelno::KTriMesh m;
+    for (int j = 0; j < rings; ++j) {
+        const Kelno::KVector c = a + (b - a) * (static_cast<float>(j) / static_cast<float>(rings - 1));
+        for (int i = 0; i < sides; ++i) {
+            const float t = 6.2831853f * static_cast<float>(i) / static_cast<float>(sides);
+            m.positions.push_back(c + u * (r * std::cos(t)) + v * (r * std::sin(t)));
+        }
+    }
+    for (int j = 0; j + 1 < rings; ++j)
+        for (int i = 0; i < sides; ++i) {
+            const int p = j * sides + i, q = j * sides + (i + 1) % sides;
+            m.triangles.push_back(Kelno::KInt3{{p, q, p + sides}});
+            m.triangles.push_back(Kelno::KInt3{{q, q + sides, p + sides}});
+        }
+    return m;
+}
+
+// A trunk (0) with two branches (1, 2) and a twig (3) on branch 2. Every piece starts at its
+// lowest corner, so its centre march runs from its root outwards.
+inline std::vector<Kelno::KTriMesh> makeSmallTree() {
+    return {makeTube({0, 0, 0}, {0, 10, 0}, 0.5f, 16, 21), makeTube({0.3f, 4, 0}, {5, 8, 0}, 0.25f),
+            makeTube({0, 6, 0.3f}, {0, 9, 4}, 0.25f), makeTube({0.05f, 7.5f, 2}, {2, 8.5f, 3}, 0.1f)};
+}
+
+// All pieces as one mesh (disconnected; the pieces keep their order).
+inline Kelno::KTriMesh mergePieces(const std::vector<Kelno::KTriMesh>& pieces) {
+    Kelno::KTriMesh all;
+    for (const Kelno::KTriMesh& p : pieces) {
+        const int base = all.positions.length();
+        all.positions.insert(all.positions.end(), p.positions.begin(), p.positions.end());
+        for (const Kelno::KInt3& t : p.triangles)
+            all.triangles.push_back(Kelno::KInt3{{t[0] + base, t[1] + base, t[2] + base}});
+    }
+    return all;
+}
+
+inline bool writeObj(const std::string& path, const Kelno::KTriMesh& m) {
+    std::ofstream out(path);
+    out.precision(9);
+    for (const Kelno::KVector& p : m.positions)
+        out << "v " << p.x << " " << p.y << " " << p.z << "\n";
+    for (const Kelno::KInt3& t : m.triangles)
+        out << "f " << t[0] + 1 << " " << t[1] + 1 << " " << t[2] + 1 << "\n";
+    return static_cast<bool>(out);
+}
+
+} // namespace KelnoTest
