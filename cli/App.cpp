@@ -20,6 +20,7 @@ int run(int argc, char** argv) {
     // Subcommands register here, one line each.
     KelnoCli::registerObjCommand(app);
     KelnoCli::registerAbcCommand(app);
+    KelnoCli::registerUvCommand(app);
 
     try {
         app.parse(argc, argv);

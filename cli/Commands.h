@@ -35,5 +35,10 @@ int run(int argc, char** argv);
 void registerObjCommand(CLI::App& app);
 // `kelno abc info|ls|dump`: Alembic caches as JSON.
 void registerAbcCommand(CLI::App& app);
+// `kelno uv export|info|apply`: UV files made from, checked and applied to OBJ meshes.
+void registerUvCommand(CLI::App& app);
+void registerUvExportCommand(CLI::App& uv);
+void registerUvInfoCommand(CLI::App& uv);
+void registerUvApplyCommand(CLI::App& uv);
 
 } // namespace KelnoCli
