@@ -87,7 +87,6 @@ MStatus transferUVs(const MSyntax& syntax, const MArgList& args) {
     MIntArray uvCounts, uvIds;
     MFloatArray u, v;
     source.getAssignedUVs(uvCounts, uvIds, &sourceSet);
-    source.numUVs(sourceSet);
     source.getUVs(u, v, &sourceSet);
 
     if (!hasUVSet(target, targetSet)) {
