@@ -1,5 +1,6 @@
 #include "KUVFile.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>

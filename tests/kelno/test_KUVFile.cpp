@@ -2,8 +2,6 @@
 // it was), the fit to a mesh's faces, and the texture coordinates of OBJ text.
 #include <kelno/KUVFile.h>
 
-#include "support/KTestData.h"
-
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -157,24 +155,6 @@ TEST(KUVFile, ObjTextureCoordinatesFollowTheLoadersFaces) {
     EXPECT_EQ(uvs.layout.u, KFloatArray({0, 1, 1, 0.5f}));
     EXPECT_EQ(uvs.layout.v, KFloatArray({0, 0, 1, 0}));
     EXPECT_EQ(CheckUVLayout(uvs.layout), "");
-}
-
-TEST(KUVFile, RealTreeMeshGivesAConsistentLayout) {
-    const std::string tree = "real/trees/helios_apple_tree_sapling/tree.obj";
-    KELNO_REQUIRE_DATA(tree);
-    KObjUVs uvs;
-    std::string error;
-    ASSERT_TRUE(ReadObjUVs(KelnoTest::dataPath(tree), uvs, error)) << error;
-    EXPECT_EQ(uvs.pointCount, 3704);
-    EXPECT_EQ(uvs.facesLeftOut, 0);
-    EXPECT_EQ(uvs.layout.u.length(), 4167);
-    EXPECT_EQ(uvs.layout.uvCounts, uvs.polygonCounts) << "every face of the tree has UVs";
-    EXPECT_EQ(CheckUVLayout(uvs.layout), "");
-    const std::string bytes = EncodeUVFile(uvs.layout);
-    EXPECT_EQ(bytes.size(), UVFileSize(3336, static_cast<std::size_t>(uvs.layout.uvIds.length()), 4167));
-    KUVLayout back;
-    ASSERT_TRUE(DecodeUVFile(bytes.data(), bytes.size(), back, error)) << error;
-    EXPECT_EQ(EncodeUVFile(back), bytes);
 }
 
 } // namespace
