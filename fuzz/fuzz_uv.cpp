@@ -20,7 +20,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     layout.uvIds = {-7};
     std::string error;
     if (DecodeUVFile(bytes, size, layout, error)) {
-        if (!error.empty() || !CheckUVLayout(layout).empty() || EncodeUVFile(layout) != std::string(bytes, size) ||
+        if (!error.empty() || !CheckUVLayout(layout).empty() ||
+            EncodeUVFile(layout) != std::string(bytes, size) ||
             !UVLayoutFitsFaces(layout, layout.uvCounts).empty())
             std::abort();
     } else if (error.empty() || layout.uvIds.length() != 1 || layout.uvIds[0] != -7 || !layout.u.empty()) {
