@@ -21,6 +21,7 @@ int run(int argc, char** argv) {
     KelnoCli::registerObjCommand(app);
     KelnoCli::registerAbcCommand(app);
     KelnoCli::registerSkeletonCommand(app);
+    KelnoCli::registerUvCommand(app);
 
     try {
         app.parse(argc, argv);

@@ -37,5 +37,10 @@ void registerObjCommand(CLI::App& app);
 void registerAbcCommand(CLI::App& app);
 // `kelno skeleton`: tree skeleton chains and their curve hierarchy as JSON.
 void registerSkeletonCommand(CLI::App& app);
+// `kelno uv export|info|apply`: UV files made from, checked and applied to OBJ meshes.
+void registerUvCommand(CLI::App& app);
+void registerUvExportCommand(CLI::App& uv);
+void registerUvInfoCommand(CLI::App& uv);
+void registerUvApplyCommand(CLI::App& uv);
 
 } // namespace KelnoCli

@@ -4,8 +4,11 @@
 // the registration order and also the deregistration order.
 #include "KDrawOverride.h"
 #include "KEnvSphere.h"
+#include "KExportUVs.h"
+#include "KImportUVs.h"
 #include "KMeshLoader.h"
 #include "KPluginRegistration.h"
+#include "KTransferUVs.h"
 #include "KTreeSkeletonGen.h"
 #include "KTreeSkeletonGenCmd.h"
 
@@ -43,6 +46,9 @@ const KNodeRegistration kNodes[] = {
 };
 
 const KCommandRegistration kCommands[] = {
+    {&KExportUVs::commandName, &KExportUVs::creator, &KExportUVs::newSyntax},
+    {&KImportUVs::commandName, &KImportUVs::creator, &KImportUVs::newSyntax},
+    {&KTransferUVs::commandName, &KTransferUVs::creator, &KTransferUVs::newSyntax},
     {&KTreeSkeletonGenCmd::commandName, &KTreeSkeletonGenCmd::creator, &KTreeSkeletonGenCmd::newSyntax},
     {nullptr, nullptr, nullptr},
 };

@@ -452,6 +452,22 @@ MString MFnMesh::createUVSetWithName(const MString& setName, MDGModifier*, MStat
     setStatus(st, MS::kSuccess);
     return MString(name.c_str());
 }
+MStatus MFnMesh::createUVSet(MString& uvSetName, MDGModifier* modifier, const MIntArray*) {
+    MStatus status;
+    const MString name = createUVSetWithName(uvSetName, modifier, &status);
+    if (status)
+        uvSetName = name;
+    return status;
+}
+MStatus MFnMesh::clearUVs(const MString* uvSet) {
+    mhost::UVSetData* set = findUVSet(geometry(fObject), uvSet);
+    if (!set)
+        return MS::kInvalidParameter;
+    set->u.clear();
+    set->v.clear();
+    set->ids.clear();
+    return MS::kSuccess;
+}
 int MFnMesh::numUVs(MStatus* st) const {
     mhost::UVSetData* set = findUVSet(geometry(fObject), nullptr);
     setStatus(st, set ? MS::kSuccess : MS::kInvalidParameter);
@@ -476,7 +492,7 @@ MStatus MFnMesh::getUVs(MFloatArray& uArray, MFloatArray& vArray, const MString*
 }
 MStatus MFnMesh::setUVs(const MFloatArray& uArray, const MFloatArray& vArray, const MString* uvSet) {
     mhost::UVSetData* set = findUVSet(geometry(fObject), uvSet);
-    if (!set || uArray.length() != vArray.length())
+    if (!set || uArray.length() != vArray.length() || uArray.length() < set->u.size())
         return MS::kInvalidParameter;
     set->u.assign(uArray.length(), 0.0f);
     set->v.assign(vArray.length(), 0.0f);
@@ -484,9 +500,6 @@ MStatus MFnMesh::setUVs(const MFloatArray& uArray, const MFloatArray& vArray, co
         set->u[i] = uArray[i];
         set->v[i] = vArray[i];
     }
-    for (int& id : set->ids)
-        if (id >= static_cast<int>(set->u.size()))
-            id = -1;
     return MS::kSuccess;
 }
 MStatus MFnMesh::assignUVs(const MIntArray& uvCounts, const MIntArray& uvIds, const MString* uvSet) {

@@ -188,15 +188,21 @@ TEST_F(MeshFacesTest, AssignedUVsAreReadBackPerFaceVertex) {
     EXPECT_EQ(fn.getUVs(gotU, gotV, &missing), MS::kInvalidParameter);
     EXPECT_EQ(fn.numUVs(map1), 8);
 
-    // A face without UVs, and shrinking the UV array, unassign.
+    // A face without UVs; a set shrinks only through clearUVs, which also unassigns every face.
     const int partialCounts[] = {0, 4}, partialIds[] = {4, 5, 6, 7};
     ASSERT_TRUE(fn.assignUVs(MIntArray(partialCounts, 2), MIntArray(partialIds, 4)));
     EXPECT_EQ(fn.getPolygonUVid(0, 0, id), MS::kFailure);
-    ASSERT_TRUE(fn.setUVs(MFloatArray(u, 6), MFloatArray(v, 6)));
+    EXPECT_EQ(fn.setUVs(MFloatArray(u, 6), MFloatArray(v, 6)), MS::kInvalidParameter);
+    EXPECT_EQ(fn.numUVs(), 8);
+    EXPECT_EQ(fn.clearUVs(&missing), MS::kInvalidParameter);
+    ASSERT_TRUE(fn.clearUVs(&map1));
+    EXPECT_EQ(fn.numUVs(), 0);
     MIntArray counts, ids;
     ASSERT_TRUE(fn.getAssignedUVs(counts, ids));
-    EXPECT_EQ(counts[0], 0);
-    EXPECT_EQ(counts[1], 0) << "face 1 lost UVs 6 and 7";
+    EXPECT_EQ(counts.length(), 2u);
+    EXPECT_EQ(counts[1], 0);
+    EXPECT_EQ(ids.length(), 0u);
+    ASSERT_TRUE(fn.setUVs(MFloatArray(u, 6), MFloatArray(v, 6)));
 }
 
 TEST_F(MeshFacesTest, BadUVAssignmentsAreRefusedAndChangeNothing) {
@@ -223,7 +229,11 @@ TEST_F(MeshFacesTest, UVSetsAreNamedAndOneIsCurrent) {
     MFnMesh fn(data);
     EXPECT_EQ(fn.createUVSetWithName("paint"), "paint");
     EXPECT_EQ(fn.createUVSetWithName("paint"), "paint1") << "names stay unique";
-    EXPECT_EQ(fn.numUVSets(), 3);
+    MString name("paint"), empty;
+    ASSERT_TRUE(fn.createUVSet(name));
+    EXPECT_EQ(name, "paint2") << "the name used comes back";
+    EXPECT_EQ(fn.createUVSet(empty), MS::kInvalidParameter);
+    EXPECT_EQ(fn.numUVSets(), 4);
     EXPECT_EQ(fn.currentUVSetName(), "map1") << "a new set does not become current";
     EXPECT_EQ(fn.setCurrentUVSetName("nope"), MS::kInvalidParameter);
     ASSERT_TRUE(fn.setCurrentUVSetName("paint"));

@@ -84,7 +84,8 @@ TEST_F(PluginMainTest, LoadAndUnloadInEveryApplicationState) {
                                             "drawdb/geometry/KEnvSphere KEnvSphereNodePlugin",
                                             "KTreeSkeletonGen 0x90006",
                                             "drawdb/geometry/KTreeSkeletonGen KTreeSkeletonGenNodePlugin",
-                                            "KTreeSkeletonGenCmd", "CreateKelnoMenu DeleteKelnoMenu"}));
+                                            "KExportUVs", "KImportUVs", "KTransferUVs", "KTreeSkeletonGenCmd",
+                                            "CreateKelnoMenu DeleteKelnoMenu"}));
         ASSERT_EQ(Host::sourcedScripts().size(), static_cast<size_t>(KelnoTest::kScriptCount));
         for (int i = 0; i < KelnoTest::kScriptCount; ++i)
             EXPECT_EQ(Host::sourcedScripts()[i].name, KelnoTest::kPluginScripts[i]);
@@ -103,7 +104,8 @@ TEST_F(PluginMainTest, LoadAndUnloadInEveryApplicationState) {
                   (std::vector<std::string>{
                       "KMeshLoader 0x90003", "drawdb/geometry/KEnvSphere KEnvSphereNodePlugin",
                       "KEnvSphere 0x90004", "drawdb/geometry/KTreeSkeletonGen KTreeSkeletonGenNodePlugin",
-                      "KTreeSkeletonGen 0x90006", "KTreeSkeletonGenCmd"}));
+                      "KTreeSkeletonGen 0x90006", "KExportUVs", "KImportUVs", "KTransferUVs",
+                      "KTreeSkeletonGenCmd"}));
         EXPECT_EQ(Host::nodeType("KMeshLoader"), nullptr);
         EXPECT_EQ(Host::executedCommands(), c.onUnload);
     }

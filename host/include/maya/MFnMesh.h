@@ -83,11 +83,16 @@ class OPENMAYA_EXPORT MFnMesh : public MFnDagNode {
     // Adds an empty UV set; a name already in use gets a number appended. Returns the name used.
     MString createUVSetWithName(const MString& setName, MDGModifier* modifier = NULL,
                                 MStatus* ReturnStatus = NULL);
+    // Adds an empty UV set. A name already in use gets a number appended, and uvSetName is set to
+    // the name used. kInvalidParameter for an empty name; instances are ignored (no instancing).
+    MStatus createUVSet(MString& uvSetName, MDGModifier* modifier = NULL, const MIntArray* instances = NULL);
+    // Empties the set: no UVs and no face assigned. The set itself stays.
+    MStatus clearUVs(const MString* uvSet = NULL);
     int numUVs(MStatus* ReturnStatus = NULL) const;
     int numUVs(const MString& uvSet, MStatus* ReturnStatus = NULL) const;
     MStatus getUVs(MFloatArray& uArray, MFloatArray& vArray, const MString* uvSet = NULL) const;
-    // Replaces the set's UV values (equal lengths); assignments to UVs past the new end are
-    // dropped.
+    // Replaces the set's UV values. The arrays must be of equal length and at least as long as
+    // the set already is (kInvalidParameter, nothing changed, otherwise): clearUVs shrinks a set.
     MStatus setUVs(const MFloatArray& uArray, const MFloatArray& vArray, const MString* uvSet = NULL);
     // uvCounts: per face, 0 or the face's vertex count; uvIds: the UV of every assigned face
     // vertex, face after face. kInvalidParameter (nothing changed) when they do not fit.

@@ -1,0 +1,140 @@
+// `kelno uv export|info|apply`, run in process: the files written, the JSON reports, and the
+// failures that leave no output file behind.
+#include "Commands.h"
+
+#include <kelno/KUVFile.h>
+
+#include "support/KTestData.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+struct ToolRun {
+    int exitCode;
+    std::string out, err;
+};
+
+ToolRun kelno(std::vector<std::string> args) {
+    args.insert(args.begin(), "kelno");
+    std::vector<char*> argv;
+    for (std::string& a : args)
+        argv.push_back(a.data());
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    const int code = KelnoCli::run(static_cast<int>(argv.size()), argv.data());
+    std::string out = testing::internal::GetCapturedStdout();
+    return {code, out, testing::internal::GetCapturedStderr()};
+}
+
+std::string readBytes(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream out;
+    out << in.rdbuf();
+    return out.str();
+}
+
+class UvCommandTest : public testing::Test {
+  protected:
+    void SetUp() override {
+        dir = testing::TempDir() + "kelno_uvcli_" + std::to_string(getpid()) + "_";
+        std::ofstream(path("mesh.obj")) << "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nv 2 0 0\n"
+                                           "vt 0 0\nvt 1 0\nvt 1 1\nvt 0 1\nvn 0 0 1\n"
+                                           "f 1/1/1 2/2/1 3/3/1 4/4/1\nf 2 5 3\nf 1 2\n";
+    }
+    void TearDown() override {
+        for (const char* name : {"mesh.obj", "mesh.uv", "out.obj", "bad.uv", "again.uv"})
+            std::remove(path(name).c_str());
+    }
+    std::string path(const std::string& name) const { return dir + name; }
+    std::string dir;
+};
+
+TEST_F(UvCommandTest, ExportInfoAndApplyRoundTrip) {
+    ToolRun r = kelno({"uv", "export", path("mesh.obj"), "--out", path("mesh.uv")});
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    auto report = nlohmann::json::parse(r.out);
+    EXPECT_EQ(report["faces"], 2);
+    EXPECT_EQ(report["facesWithUVs"], 1);
+    EXPECT_EQ(report["facesLeftOut"], 1) << "f 1 2 is not a face the loader builds";
+    Kelno::KUVLayout expected;
+    expected.uvCounts = {4, 0};
+    expected.uvIds = {0, 1, 2, 3};
+    expected.u = {0, 1, 1, 0};
+    expected.v = {0, 0, 1, 1};
+    EXPECT_EQ(readBytes(path("mesh.uv")), Kelno::EncodeUVFile(expected));
+
+    r = kelno({"uv", "info", path("mesh.uv")});
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    report = nlohmann::json::parse(r.out);
+    EXPECT_EQ(report["valid"], true);
+    EXPECT_EQ(report["bytes"], Kelno::UVFileSize(2, 4, 4));
+    EXPECT_EQ(report["uvs"], 4);
+    EXPECT_EQ(report["range"]["v"], nlohmann::json::array({0.0, 1.0}));
+
+    r = kelno({"uv", "apply", path("mesh.uv"), "--mesh", path("mesh.obj"), "--out", path("out.obj")});
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    EXPECT_EQ(readBytes(path("out.obj")), "# written by kelno uv apply\n"
+                                          "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nv 2 0 0\n"
+                                          "vt 0 0\nvt 1 0\nvt 1 1\nvt 0 1\n"
+                                          "f 1/1 2/2 3/3 4/4\nf 2 5 3\n");
+    ASSERT_EQ(kelno({"uv", "export", path("out.obj"), "--out", path("again.uv")}).exitCode, 0);
+    EXPECT_EQ(readBytes(path("again.uv")), readBytes(path("mesh.uv")));
+}
+
+TEST_F(UvCommandTest, FailuresSayWhyAndWriteNothing) {
+    ASSERT_EQ(kelno({"uv", "export", path("mesh.obj"), "--out", path("mesh.uv")}).exitCode, 0);
+    const std::string good = readBytes(path("mesh.uv"));
+    Kelno::KUVLayout oneFace;
+    oneFace.uvCounts = {0};
+    const struct {
+        std::string bytes;
+        std::string message;
+    } cases[] = {
+        {good.substr(0, 20), "uvIds needs 20 more bytes at byte 16 but the file has 4"},
+        {good + "xx", "2 bytes follow the last field"},
+        {Kelno::EncodeUVFile(oneFace),
+         "does not fit " + path("mesh.obj") + ": the file has 1 faces, the mesh 2"},
+    };
+    for (const auto& c : cases) {
+        std::ofstream(path("bad.uv"), std::ios::binary) << c.bytes;
+        const ToolRun r =
+            kelno({"uv", "apply", path("bad.uv"), "--mesh", path("mesh.obj"), "--out", path("out.obj")});
+        EXPECT_EQ(r.exitCode, 1);
+        EXPECT_NE(r.err.find(c.message), std::string::npos) << r.err;
+        EXPECT_NE(access(path("out.obj").c_str(), F_OK), 0) << "nothing written";
+    }
+
+    std::ofstream(path("bad.uv"), std::ios::binary) << good.substr(0, 20);
+    const ToolRun r = kelno({"uv", "info", path("bad.uv")});
+    EXPECT_EQ(r.exitCode, 1);
+    auto report = nlohmann::json::parse(r.out);
+    EXPECT_EQ(report["valid"], false);
+    EXPECT_EQ(report["error"], "uvIds needs 20 more bytes at byte 16 but the file has 4");
+    EXPECT_EQ(kelno({"uv", "info", path("none.uv")}).err, "kelno: cannot open " + path("none.uv") + "\n");
+    EXPECT_EQ(kelno({"uv", "export", path("none.obj"), "--out", path("x.uv")}).exitCode, 1);
+}
+
+TEST_F(UvCommandTest, RealTreeMeshRoundTrips) {
+    const std::string tree = "real/trees/helios_apple_tree_sapling/tree.obj";
+    KELNO_REQUIRE_DATA(tree);
+    ASSERT_EQ(kelno({"uv", "export", KelnoTest::dataPath(tree), "--out", path("mesh.uv")}).exitCode, 0);
+    ASSERT_EQ(
+        kelno({"uv", "apply", path("mesh.uv"), "--mesh", KelnoTest::dataPath(tree), "--out", path("out.obj")})
+            .exitCode,
+        0);
+    ASSERT_EQ(kelno({"uv", "export", path("out.obj"), "--out", path("again.uv")}).exitCode, 0);
+    EXPECT_EQ(readBytes(path("again.uv")), readBytes(path("mesh.uv")));
+    EXPECT_EQ(readBytes(path("mesh.uv")).size(), Kelno::UVFileSize(3336, 13344, 4167));
+}
+
+} // namespace
