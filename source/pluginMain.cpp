@@ -2,6 +2,8 @@
 //
 // New node and command classes join by one row in the tables below. The order of the rows is
 // the registration order and also the deregistration order.
+#include "KCheckCollisionCmd.h"
+#include "KDetectInsideComponentsCmd.h"
 #include "KDrawOverride.h"
 #include "KEnvSphere.h"
 #include "KMeshLoader.h"
@@ -38,6 +40,9 @@ const KNodeRegistration kNodes[] = {
 };
 
 const KCommandRegistration kCommands[] = {
+    {&KCheckCollisionCmd::commandName, &KCheckCollisionCmd::creator, &KCheckCollisionCmd::newSyntax},
+    {&KDetectInsideComponentsCmd::commandName, &KDetectInsideComponentsCmd::creator,
+     &KDetectInsideComponentsCmd::newSyntax},
     {nullptr, nullptr, nullptr},
 };
 

@@ -79,9 +79,11 @@ TEST_F(PluginMainTest, LoadAndUnloadInEveryApplicationState) {
         ASSERT_NE(info, nullptr);
         EXPECT_EQ(info->id, 0x90003u);
         EXPECT_EQ(info->kind, MPxNode::kDependNode);
-        EXPECT_EQ(succeededCalls(), (std::vector<std::string>{"KMeshLoader 0x90003", "KEnvSphere 0x90004",
-                                                              "drawdb/geometry/KEnvSphere KEnvSphereNodePlugin",
-                                                              "CreateKelnoMenu DeleteKelnoMenu"}));
+        EXPECT_EQ(
+            succeededCalls(),
+            (std::vector<std::string>{"KMeshLoader 0x90003", "KEnvSphere 0x90004",
+                                      "drawdb/geometry/KEnvSphere KEnvSphereNodePlugin", "KCheckCollisionCmd",
+                                      "KDetectInsideComponentsCmd", "CreateKelnoMenu DeleteKelnoMenu"}));
         ASSERT_EQ(Host::sourcedScripts().size(), static_cast<size_t>(KelnoTest::kScriptCount));
         for (int i = 0; i < KelnoTest::kScriptCount; ++i)
             EXPECT_EQ(Host::sourcedScripts()[i].name, KelnoTest::kPluginScripts[i]);
@@ -96,9 +98,10 @@ TEST_F(PluginMainTest, LoadAndUnloadInEveryApplicationState) {
         ASSERT_TRUE(unload(&err));
         EXPECT_EQ(err, "");
         // Same order as the load, each draw override before its node.
-        EXPECT_EQ(succeededCalls(), (std::vector<std::string>{"KMeshLoader 0x90003",
-                                                              "drawdb/geometry/KEnvSphere KEnvSphereNodePlugin",
-                                                              "KEnvSphere 0x90004"}));
+        EXPECT_EQ(succeededCalls(),
+                  (std::vector<std::string>{
+                      "KMeshLoader 0x90003", "drawdb/geometry/KEnvSphere KEnvSphereNodePlugin",
+                      "KEnvSphere 0x90004", "KCheckCollisionCmd", "KDetectInsideComponentsCmd"}));
         EXPECT_EQ(Host::nodeType("KMeshLoader"), nullptr);
         EXPECT_EQ(Host::executedCommands(), c.onUnload);
     }
