@@ -20,6 +20,8 @@ int run(int argc, char** argv) {
     // Subcommands register here, one line each.
     KelnoCli::registerObjCommand(app);
     KelnoCli::registerAbcCommand(app);
+    KelnoCli::registerCheckCollisionCommand(app);
+    KelnoCli::registerInsideCommand(app);
 
     try {
         app.parse(argc, argv);

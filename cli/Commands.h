@@ -35,5 +35,9 @@ int run(int argc, char** argv);
 void registerObjCommand(CLI::App& app);
 // `kelno abc info|ls|dump`: Alembic caches as JSON.
 void registerAbcCommand(CLI::App& app);
+// `kelno check-collision` (edges piercing triangles) and `kelno inside` (vertices inside
+// colliders): the plug-in's collision tools on mesh files.
+void registerCheckCollisionCommand(CLI::App& app);
+void registerInsideCommand(CLI::App& app);
 
 } // namespace KelnoCli
