@@ -3,7 +3,6 @@
 #include "MeshFiles.h"
 
 #include <kelno/KCollision.h>
-#include <kelno/KTriMeshDistTree.h>
 
 #include <nlohmann/json.hpp>
 
@@ -62,15 +61,15 @@ void run(const CheckCollisionOptions& options) {
     for (const MeshPart& part : parts)
         appendMesh(merged, part.triangles);
 
-    Kelno::KTriMeshDistTree tree(10, 10);
-    tree.set(merged);
+    // The fused traversal flags exactly the edges of the plug-in's tree-based search.
+    const Kelno::KEdgeCollider collider(merged);
     Kelno::KTriMeshConnectionInfo connections;
     connections.set(merged);
     connections.calculate_t2v();
     connections.calculate_v2e();
     connections.calculate_e2v();
     Kelno::KIntArray hit;
-    Kelno::FindIntersectingEdges(merged, tree, connections, hit,
+    Kelno::FindIntersectingEdges(merged, collider, connections, hit,
                                  progressOnStderr("checking edges", connections.e2v.length()));
     Kelno::KIntArray flagged;
     Kelno::CollidingVertices(connections, hit, merged.vertexCount(), flagged);

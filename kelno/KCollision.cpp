@@ -1,11 +1,18 @@
 #include "KCollision.h"
 
+#if defined(__SSE__) && defined(__GNUC__)
+#include <xmmintrin.h>
+#define KELNO_COLLISION_SSE 1
+#endif
+
 #include <omp.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <vector>
 
 namespace Kelno {
 
@@ -13,13 +20,11 @@ namespace {
 
 const float kEps = 1e-30f;
 
-// The test with the normalised direction and the exact length already formed for the edge:
-// both depend on the edge alone, so forming them once per edge gives the same bits as forming
-// them per triangle.
-inline bool pierces(const KVector& p0, const KVector& d, float length, const KVector& a, const KVector& b,
-                    const KVector& c) {
-    const KVector e1 = b - a;
-    const KVector e2 = c - a;
+// The test with the normalised direction and the exact length already formed for the edge,
+// and the triangle's edge vectors for the triangle: each depends on its own element alone, so
+// forming them once gives the same bits as forming them for every pair.
+inline bool piercesWithEdges(const KVector& p0, const KVector& d, float length, const KVector& a,
+                             const KVector& e1, const KVector& e2) {
     const KVector p = d.cross(e2);
     const float det = e1.dot(p);
     const float inv = 1.0f / det;
@@ -33,6 +38,11 @@ inline bool pierces(const KVector& p0, const KVector& d, float length, const KVe
         return false;
     const float t = e2.dot(q) * inv;
     return t >= kEps && t <= length;
+}
+
+inline bool pierces(const KVector& p0, const KVector& d, float length, const KVector& a, const KVector& b,
+                    const KVector& c) {
+    return piercesWithEdges(p0, d, length, a, b - a, c - a);
 }
 
 struct EdgeSegment {
@@ -78,6 +88,334 @@ class ProgressReporter {
 };
 
 } // namespace
+
+// ---- KEdgeCollider --------------------------------------------------------------------------
+
+struct KEdgeCollider::Data {
+    // Internal node: children at index + 1 and `right`; leaf: triangles [first, first + count).
+    struct Node {
+        float lo[3];
+        int first; // leaf: first triangle; internal: the right child
+        float hi[3];
+        int count; // 0 for an internal node
+    };
+    struct Triangle {
+        float lo[3];
+        float hi[3];
+        KVector a;
+        KVector e1;
+        KVector e2;
+        int v[3];
+    };
+    std::vector<Node> nodes;
+    std::vector<Triangle> triangles;
+};
+
+namespace {
+
+struct PrimRef {
+    float lo[3];
+    float hi[3];
+    float centre[3];
+    int triangle;
+};
+
+const int kLeafSize = 4;
+
+int buildNode(std::vector<KEdgeCollider::Data::Node>& nodes, std::vector<PrimRef>& refs, int begin, int end) {
+    const int index = static_cast<int>(nodes.size());
+    nodes.push_back(KEdgeCollider::Data::Node());
+    float lo[3] = {refs[begin].lo[0], refs[begin].lo[1], refs[begin].lo[2]};
+    float hi[3] = {refs[begin].hi[0], refs[begin].hi[1], refs[begin].hi[2]};
+    float clo[3] = {refs[begin].centre[0], refs[begin].centre[1], refs[begin].centre[2]};
+    float chi[3] = {clo[0], clo[1], clo[2]};
+    for (int i = begin + 1; i < end; ++i) {
+        for (int k = 0; k < 3; ++k) {
+            lo[k] = std::min(lo[k], refs[i].lo[k]);
+            hi[k] = std::max(hi[k], refs[i].hi[k]);
+            clo[k] = std::min(clo[k], refs[i].centre[k]);
+            chi[k] = std::max(chi[k], refs[i].centre[k]);
+        }
+    }
+    KEdgeCollider::Data::Node& node = nodes[static_cast<std::size_t>(index)];
+    for (int k = 0; k < 3; ++k) {
+        node.lo[k] = lo[k];
+        node.hi[k] = hi[k];
+    }
+    if (end - begin <= kLeafSize) {
+        node.first = begin;
+        node.count = end - begin;
+        return index;
+    }
+    int axis = 0;
+    if (chi[1] - clo[1] > chi[axis] - clo[axis])
+        axis = 1;
+    if (chi[2] - clo[2] > chi[axis] - clo[axis])
+        axis = 2;
+    const int mid = begin + (end - begin) / 2;
+    std::nth_element(refs.begin() + begin, refs.begin() + mid, refs.begin() + end,
+                     [axis](const PrimRef& x, const PrimRef& y) { return x.centre[axis] < y.centre[axis]; });
+    buildNode(nodes, refs, begin, mid);
+    const int right = buildNode(nodes, refs, mid, end);
+    nodes[static_cast<std::size_t>(index)].first = right;
+    nodes[static_cast<std::size_t>(index)].count = 0;
+    return index;
+}
+
+inline bool finite(const KVector& p) {
+    return std::isfinite(p.x) && std::isfinite(p.y) && std::isfinite(p.z);
+}
+
+// Closed intervals on every axis, as KBoundingBox::overlaps.
+inline bool overlaps(const float* lo, const float* hi, const float* qlo, const float* qhi) {
+    return lo[0] <= qhi[0] && hi[0] >= qlo[0] && lo[1] <= qhi[1] && hi[1] >= qlo[1] && lo[2] <= qhi[2] &&
+           hi[2] >= qlo[2];
+}
+
+} // namespace
+
+KEdgeCollider::KEdgeCollider() : m_data(new Data) {}
+KEdgeCollider::KEdgeCollider(const KTriMesh& mesh) : m_data(new Data) { set(mesh); }
+KEdgeCollider::~KEdgeCollider() {}
+
+void KEdgeCollider::set(const KTriMesh& mesh) {
+    std::unique_ptr<Data> data(new Data);
+    const int vertexCount = mesh.vertexCount();
+    std::vector<PrimRef> refs;
+    refs.reserve(mesh.triangles.size());
+    for (int t = 0; t < mesh.triangleCount(); ++t) {
+        const KInt3& tri = mesh.triangles[t];
+        bool usable = true;
+        for (int k = 0; k < 3; ++k)
+            usable = usable && tri[k] >= 0 && tri[k] < vertexCount && finite(mesh.positions[tri[k]]);
+        if (!usable)
+            continue;
+        PrimRef r;
+        const KVector& a = mesh.positions[tri[0]];
+        const KVector& b = mesh.positions[tri[1]];
+        const KVector& c = mesh.positions[tri[2]];
+        for (int k = 0; k < 3; ++k) {
+            r.lo[k] = std::min(std::min(a[k], b[k]), c[k]);
+            r.hi[k] = std::max(std::max(a[k], b[k]), c[k]);
+            r.centre[k] = 0.5f * r.lo[k] + 0.5f * r.hi[k];
+        }
+        r.triangle = t;
+        refs.push_back(r);
+    }
+    if (!refs.empty()) {
+        data->nodes.reserve(refs.size() / 2 + 1);
+        buildNode(data->nodes, refs, 0, static_cast<int>(refs.size()));
+        data->triangles.resize(refs.size());
+        for (std::size_t i = 0; i < refs.size(); ++i) {
+            Data::Triangle& out = data->triangles[i];
+            const KInt3& tri = mesh.triangles[refs[i].triangle];
+            for (int k = 0; k < 3; ++k) {
+                out.lo[k] = refs[i].lo[k];
+                out.hi[k] = refs[i].hi[k];
+                out.v[k] = tri[k];
+            }
+            out.a = mesh.positions[tri[0]];
+            out.e1 = mesh.positions[tri[1]] - out.a;
+            out.e2 = mesh.positions[tri[2]] - out.a;
+        }
+    }
+    m_data = std::move(data);
+}
+
+bool KEdgeCollider::edgePierces(int a, int b, const KVector& p0, const KVector& p1) const {
+    const Data& data = *m_data;
+    if (data.nodes.empty())
+        return false;
+    const EdgeSegment e = edgeSegment(p0, p1);
+    const float qlo[3] = {e.box.min().x, e.box.min().y, e.box.min().z};
+    const float qhi[3] = {e.box.max().x, e.box.max().y, e.box.max().z};
+    int stack[128];
+    int top = 0;
+    int index = 0;
+    if (!overlaps(data.nodes[0].lo, data.nodes[0].hi, qlo, qhi))
+        return false;
+    for (;;) {
+        const Data::Node& node = data.nodes[static_cast<std::size_t>(index)];
+        if (node.count > 0) {
+            for (int i = node.first; i < node.first + node.count; ++i) {
+                const Data::Triangle& t = data.triangles[static_cast<std::size_t>(i)];
+                if (!overlaps(t.lo, t.hi, qlo, qhi))
+                    continue;
+                if (t.v[0] == a || t.v[1] == a || t.v[2] == a || t.v[0] == b || t.v[1] == b || t.v[2] == b)
+                    continue;
+                if (piercesWithEdges(e.p0, e.d, e.length, t.a, t.e1, t.e2))
+                    return true;
+            }
+        } else {
+            const int left = index + 1;
+            const int right = node.first;
+            const Data::Node& l = data.nodes[static_cast<std::size_t>(left)];
+            const Data::Node& r = data.nodes[static_cast<std::size_t>(right)];
+            const bool goLeft = overlaps(l.lo, l.hi, qlo, qhi);
+            const bool goRight = overlaps(r.lo, r.hi, qlo, qhi);
+            if (goLeft && goRight) {
+                stack[top++] = right;
+                index = left;
+                continue;
+            }
+            if (goLeft || goRight) {
+                index = goLeft ? left : right;
+                continue;
+            }
+        }
+        if (top == 0)
+            return false;
+        index = stack[--top];
+    }
+}
+
+#if defined(KELNO_COLLISION_SSE)
+namespace {
+
+// Four consecutive edges traverse the hierarchy together: a node or triangle box is compared
+// with the four edge boxes at once (the same closed-interval float comparisons as the scalar
+// test, so the candidates of every edge are unchanged), and an edge leaves the packet at its
+// first hit.
+struct EdgePacket {
+    __m128 lo[3];
+    __m128 hi[3];
+    EdgeSegment segment[4];
+    int a[4];
+    int b[4];
+};
+
+inline int overlapMask(const float* lo, const float* hi, const EdgePacket& p) {
+    __m128 m =
+        _mm_and_ps(_mm_cmple_ps(_mm_set1_ps(lo[0]), p.hi[0]), _mm_cmpge_ps(_mm_set1_ps(hi[0]), p.lo[0]));
+    m = _mm_and_ps(m, _mm_cmple_ps(_mm_set1_ps(lo[1]), p.hi[1]));
+    m = _mm_and_ps(m, _mm_cmpge_ps(_mm_set1_ps(hi[1]), p.lo[1]));
+    m = _mm_and_ps(m, _mm_cmple_ps(_mm_set1_ps(lo[2]), p.hi[2]));
+    m = _mm_and_ps(m, _mm_cmpge_ps(_mm_set1_ps(hi[2]), p.lo[2]));
+    return _mm_movemask_ps(m);
+}
+
+// Returns the mask of the packet's edges that pierce a triangle (of those in `active`).
+int packetPierces(const KEdgeCollider::Data& data, const EdgePacket& p, int active) {
+    int hits = 0;
+    if (data.nodes.empty())
+        return 0;
+    int stack[128];
+    int top = 0;
+    int index = 0;
+    if (!(overlapMask(data.nodes[0].lo, data.nodes[0].hi, p) & active))
+        return 0;
+    for (;;) {
+        const KEdgeCollider::Data::Node& node = data.nodes[static_cast<std::size_t>(index)];
+        if (node.count > 0) {
+            for (int i = node.first; i < node.first + node.count; ++i) {
+                const KEdgeCollider::Data::Triangle& t = data.triangles[static_cast<std::size_t>(i)];
+                int m = overlapMask(t.lo, t.hi, p) & active;
+                while (m) {
+                    const int j = __builtin_ctz(static_cast<unsigned>(m));
+                    m &= m - 1;
+                    const int a = p.a[j], b = p.b[j];
+                    if (t.v[0] == a || t.v[1] == a || t.v[2] == a || t.v[0] == b || t.v[1] == b ||
+                        t.v[2] == b)
+                        continue;
+                    const EdgeSegment& e = p.segment[j];
+                    if (piercesWithEdges(e.p0, e.d, e.length, t.a, t.e1, t.e2)) {
+                        hits |= 1 << j;
+                        active &= ~(1 << j);
+                    }
+                }
+                if (!active)
+                    return hits;
+            }
+        } else {
+            const int left = index + 1;
+            const int right = node.first;
+            const bool goLeft = overlapMask(data.nodes[static_cast<std::size_t>(left)].lo,
+                                            data.nodes[static_cast<std::size_t>(left)].hi, p) &
+                                active;
+            const bool goRight = overlapMask(data.nodes[static_cast<std::size_t>(right)].lo,
+                                             data.nodes[static_cast<std::size_t>(right)].hi, p) &
+                                 active;
+            if (goLeft && goRight) {
+                stack[top++] = right;
+                index = left;
+                continue;
+            }
+            if (goLeft || goRight) {
+                index = goLeft ? left : right;
+                continue;
+            }
+        }
+        if (top == 0)
+            return hits;
+        index = stack[--top];
+    }
+}
+
+} // namespace
+#endif
+
+void FindIntersectingEdges(const KTriMesh& mesh, const KEdgeCollider& collider,
+                           const KTriMeshConnectionInfo& connections, KIntArray& hit,
+                           const KProgressCallback& progress) {
+    const int edgeCount = connections.e2v.length();
+    hit.assign(static_cast<std::size_t>(edgeCount), 0);
+    if (progress)
+        progress(0.0f);
+    const int vertexCount = mesh.vertexCount();
+    ProgressReporter reporter(progress, edgeCount);
+#pragma omp parallel
+    {
+        // The static partition: thread k < r takes q + 1 edges from k (q + 1), the others q
+        // edges from r + k q.
+        const int threads = omp_get_num_threads();
+        const int k = omp_get_thread_num();
+        const int q = edgeCount / threads, r = edgeCount % threads;
+        const int begin = k < r ? k * (q + 1) : r + k * q;
+        const int end = begin + (k < r ? q + 1 : q);
+#if defined(KELNO_COLLISION_SSE)
+        const KEdgeCollider::Data& data = *collider.m_data;
+        for (int first = begin; first < end; first += 4) {
+            EdgePacket p;
+            float lo[3][4], hi[3][4];
+            int active = 0;
+            for (int j = 0; j < 4; ++j) {
+                const int i = first + j;
+                const bool valid = i < end && validEdge(connections.e2v[i], vertexCount);
+                p.a[j] = valid ? connections.e2v[i][0] : -1;
+                p.b[j] = valid ? connections.e2v[i][1] : -1;
+                if (valid) {
+                    p.segment[j] = edgeSegment(mesh.positions[p.a[j]], mesh.positions[p.b[j]]);
+                    active |= 1 << j;
+                }
+                for (int axis = 0; axis < 3; ++axis) {
+                    lo[axis][j] = valid ? p.segment[j].box.min()[axis] : 1.0f;
+                    hi[axis][j] = valid ? p.segment[j].box.max()[axis] : 0.0f;
+                }
+                if (i < end)
+                    reporter.step();
+            }
+            for (int axis = 0; axis < 3; ++axis) {
+                p.lo[axis] = _mm_loadu_ps(lo[axis]);
+                p.hi[axis] = _mm_loadu_ps(hi[axis]);
+            }
+            const int hits = active ? packetPierces(data, p, active) : 0;
+            for (int j = 0; j < 4; ++j)
+                if (hits & (1 << j))
+                    hit[first + j] = 1;
+        }
+#else
+        for (int i = begin; i < end; ++i) {
+            reporter.step();
+            const KInt2 edge = connections.e2v[i];
+            if (validEdge(edge, vertexCount) &&
+                collider.edgePierces(edge[0], edge[1], mesh.positions[edge[0]], mesh.positions[edge[1]]))
+                hit[i] = 1;
+        }
+#endif
+    }
+    if (progress)
+        progress(1.0f);
+}
 
 float FastInverseSqrt(float x) {
     std::int32_t k;
