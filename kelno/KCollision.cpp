@@ -92,22 +92,27 @@ class ProgressReporter {
 // ---- KEdgeCollider --------------------------------------------------------------------------
 
 struct KEdgeCollider::Data {
-    // Internal node: children at index + 1 and `right`; leaf: triangles [first, first + count).
+    // Internal node: children at `first` and `first + 1` (side by side, so one node visit reads
+    // both boxes from neighbouring memory); leaf: triangles [first, first + count).
     struct Node {
         float lo[3];
-        int first; // leaf: first triangle; internal: the right child
+        int first;
         float hi[3];
         int count; // 0 for an internal node
     };
-    struct Triangle {
+    // Triangle boxes apart from the rest, so the box tests of a leaf read little memory.
+    struct Box {
         float lo[3];
         float hi[3];
+    };
+    struct Triangle {
         KVector a;
         KVector e1;
         KVector e2;
         int v[3];
     };
     std::vector<Node> nodes;
+    std::vector<Box> boxes;
     std::vector<Triangle> triangles;
 };
 
@@ -122,9 +127,8 @@ struct PrimRef {
 
 const int kLeafSize = 4;
 
-int buildNode(std::vector<KEdgeCollider::Data::Node>& nodes, std::vector<PrimRef>& refs, int begin, int end) {
-    const int index = static_cast<int>(nodes.size());
-    nodes.push_back(KEdgeCollider::Data::Node());
+void buildNode(std::vector<KEdgeCollider::Data::Node>& nodes, std::vector<PrimRef>& refs, int index,
+               int begin, int end) {
     float lo[3] = {refs[begin].lo[0], refs[begin].lo[1], refs[begin].lo[2]};
     float hi[3] = {refs[begin].hi[0], refs[begin].hi[1], refs[begin].hi[2]};
     float clo[3] = {refs[begin].centre[0], refs[begin].centre[1], refs[begin].centre[2]};
@@ -137,15 +141,14 @@ int buildNode(std::vector<KEdgeCollider::Data::Node>& nodes, std::vector<PrimRef
             chi[k] = std::max(chi[k], refs[i].centre[k]);
         }
     }
-    KEdgeCollider::Data::Node& node = nodes[static_cast<std::size_t>(index)];
     for (int k = 0; k < 3; ++k) {
-        node.lo[k] = lo[k];
-        node.hi[k] = hi[k];
+        nodes[static_cast<std::size_t>(index)].lo[k] = lo[k];
+        nodes[static_cast<std::size_t>(index)].hi[k] = hi[k];
     }
     if (end - begin <= kLeafSize) {
-        node.first = begin;
-        node.count = end - begin;
-        return index;
+        nodes[static_cast<std::size_t>(index)].first = begin;
+        nodes[static_cast<std::size_t>(index)].count = end - begin;
+        return;
     }
     int axis = 0;
     if (chi[1] - clo[1] > chi[axis] - clo[axis])
@@ -155,11 +158,12 @@ int buildNode(std::vector<KEdgeCollider::Data::Node>& nodes, std::vector<PrimRef
     const int mid = begin + (end - begin) / 2;
     std::nth_element(refs.begin() + begin, refs.begin() + mid, refs.begin() + end,
                      [axis](const PrimRef& x, const PrimRef& y) { return x.centre[axis] < y.centre[axis]; });
-    buildNode(nodes, refs, begin, mid);
-    const int right = buildNode(nodes, refs, mid, end);
-    nodes[static_cast<std::size_t>(index)].first = right;
+    const int children = static_cast<int>(nodes.size());
+    nodes.resize(nodes.size() + 2);
+    nodes[static_cast<std::size_t>(index)].first = children;
     nodes[static_cast<std::size_t>(index)].count = 0;
-    return index;
+    buildNode(nodes, refs, children, begin, mid);
+    buildNode(nodes, refs, children + 1, mid, end);
 }
 
 inline bool finite(const KVector& p) {
@@ -203,15 +207,17 @@ void KEdgeCollider::set(const KTriMesh& mesh) {
         refs.push_back(r);
     }
     if (!refs.empty()) {
-        data->nodes.reserve(refs.size() / 2 + 1);
-        buildNode(data->nodes, refs, 0, static_cast<int>(refs.size()));
+        data->nodes.reserve(refs.size() / 2 + 2);
+        data->nodes.resize(1);
+        buildNode(data->nodes, refs, 0, 0, static_cast<int>(refs.size()));
+        data->boxes.resize(refs.size());
         data->triangles.resize(refs.size());
         for (std::size_t i = 0; i < refs.size(); ++i) {
             Data::Triangle& out = data->triangles[i];
             const KInt3& tri = mesh.triangles[refs[i].triangle];
             for (int k = 0; k < 3; ++k) {
-                out.lo[k] = refs[i].lo[k];
-                out.hi[k] = refs[i].hi[k];
+                data->boxes[i].lo[k] = refs[i].lo[k];
+                data->boxes[i].hi[k] = refs[i].hi[k];
                 out.v[k] = tri[k];
             }
             out.a = mesh.positions[tri[0]];
@@ -238,17 +244,18 @@ bool KEdgeCollider::edgePierces(int a, int b, const KVector& p0, const KVector& 
         const Data::Node& node = data.nodes[static_cast<std::size_t>(index)];
         if (node.count > 0) {
             for (int i = node.first; i < node.first + node.count; ++i) {
-                const Data::Triangle& t = data.triangles[static_cast<std::size_t>(i)];
-                if (!overlaps(t.lo, t.hi, qlo, qhi))
+                const Data::Box& box = data.boxes[static_cast<std::size_t>(i)];
+                if (!overlaps(box.lo, box.hi, qlo, qhi))
                     continue;
+                const Data::Triangle& t = data.triangles[static_cast<std::size_t>(i)];
                 if (t.v[0] == a || t.v[1] == a || t.v[2] == a || t.v[0] == b || t.v[1] == b || t.v[2] == b)
                     continue;
                 if (piercesWithEdges(e.p0, e.d, e.length, t.a, t.e1, t.e2))
                     return true;
             }
         } else {
-            const int left = index + 1;
-            const int right = node.first;
+            const int left = node.first;
+            const int right = node.first + 1;
             const Data::Node& l = data.nodes[static_cast<std::size_t>(left)];
             const Data::Node& r = data.nodes[static_cast<std::size_t>(right)];
             const bool goLeft = overlaps(l.lo, l.hi, qlo, qhi);
@@ -308,8 +315,11 @@ int packetPierces(const KEdgeCollider::Data& data, const EdgePacket& p, int acti
         const KEdgeCollider::Data::Node& node = data.nodes[static_cast<std::size_t>(index)];
         if (node.count > 0) {
             for (int i = node.first; i < node.first + node.count; ++i) {
+                const KEdgeCollider::Data::Box& box = data.boxes[static_cast<std::size_t>(i)];
+                int m = overlapMask(box.lo, box.hi, p) & active;
+                if (!m)
+                    continue;
                 const KEdgeCollider::Data::Triangle& t = data.triangles[static_cast<std::size_t>(i)];
-                int m = overlapMask(t.lo, t.hi, p) & active;
                 while (m) {
                     const int j = __builtin_ctz(static_cast<unsigned>(m));
                     m &= m - 1;
@@ -327,8 +337,8 @@ int packetPierces(const KEdgeCollider::Data& data, const EdgePacket& p, int acti
                     return hits;
             }
         } else {
-            const int left = index + 1;
-            const int right = node.first;
+            const int left = node.first;
+            const int right = node.first + 1;
             const bool goLeft = overlapMask(data.nodes[static_cast<std::size_t>(left)].lo,
                                             data.nodes[static_cast<std::size_t>(left)].hi, p) &
                                 active;
