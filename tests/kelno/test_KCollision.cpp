@@ -22,7 +22,8 @@ struct EdgeSearch {
     Kelno::KIntArray hit;
 };
 
-// The command's indexing: tree (10, 10), then t2v, v2e, e2v.
+// The command's indexing: tree (10, 10), then t2v, v2e, e2v; every form of the search must
+// flag the same edges.
 EdgeSearch searchEdges(const Kelno::KTriMesh& mesh) {
     EdgeSearch s;
     Kelno::KTriMeshDistTree tree(10, 10);
@@ -32,9 +33,11 @@ EdgeSearch searchEdges(const Kelno::KTriMesh& mesh) {
     s.connections.calculate_v2e();
     s.connections.calculate_e2v();
     Kelno::FindIntersectingEdges(mesh, tree, s.connections, s.hit);
-    Kelno::KIntArray stepwise, brute;
+    Kelno::KIntArray stepwise, brute, fused;
     Kelno::FindIntersectingEdgesStepwise(mesh, tree, s.connections, stepwise);
     EXPECT_EQ(s.hit, stepwise);
+    Kelno::FindIntersectingEdges(mesh, Kelno::KEdgeCollider(mesh), s.connections, fused);
+    EXPECT_EQ(s.hit, fused);
     if (mesh.triangleCount() <= 4000) {
         Kelno::FindIntersectingEdgesBruteForce(mesh, s.connections, brute);
         EXPECT_EQ(s.hit, brute);
