@@ -51,7 +51,6 @@ struct Case {
     KTriMesh second;
     std::unique_ptr<KTriMeshDistTree> tree;
     std::unique_ptr<KTriMeshDistTree> secondTree;
-    std::unique_ptr<KEdgeCollider> collider;
     KTriMeshConnectionInfo connections;
     int flagged = 0;
     int mismatches = 0;
@@ -74,14 +73,12 @@ void prepare(Case& c) {
     c.connections.calculate_t2v();
     c.connections.calculate_v2e();
     c.connections.calculate_e2v();
-    c.collider.reset(new KEdgeCollider(c.mesh));
-    KIntArray fast, viaTree, stepwise;
-    FindIntersectingEdges(c.mesh, *c.collider, c.connections, fast);
-    FindIntersectingEdges(c.mesh, *c.tree, c.connections, viaTree);
+    KIntArray fast, stepwise;
+    FindIntersectingEdges(c.mesh, *c.tree, c.connections, fast);
     FindIntersectingEdgesStepwise(c.mesh, *c.tree, c.connections, stepwise);
     c.flagged = CountHits(fast);
     for (int i = 0; i < fast.length(); ++i)
-        c.mismatches += (fast[i] != stepwise[i] ? 1 : 0) + (viaTree[i] != stepwise[i] ? 1 : 0);
+        c.mismatches += fast[i] != stepwise[i] ? 1 : 0;
     // Brute force on a sample of edges: every flagged edge plus random others, each against all
     // triangles (a sub-mesh holding only the sampled edges' connection table).
     std::mt19937 rng(3);
@@ -129,22 +126,8 @@ std::vector<std::unique_ptr<Case>>& cases() {
     return all;
 }
 
-// The fused traversal (what the plug-in and the tool run), structure built beforehand as
-// Embree's scene is.
+// The distance tree's box query per edge, then the tests (what the plug-in and the tool run).
 void BM_Kelno(benchmark::State& state, Case* c) {
-    omp_set_num_threads(static_cast<int>(state.range(0)));
-    KIntArray hit;
-    for (auto _ : state) {
-        FindIntersectingEdges(c->mesh, *c->collider, c->connections, hit);
-        benchmark::DoNotOptimize(hit.data());
-    }
-    state.SetItemsProcessed(state.iterations() * c->connections.e2v.length());
-    state.counters["flagged"] = CountHits(hit);
-    state.counters["mismatch"] = c->mismatches;
-}
-
-// The distance tree's box query per edge, then the tests.
-void BM_KelnoTree(benchmark::State& state, Case* c) {
     omp_set_num_threads(static_cast<int>(state.range(0)));
     KIntArray hit;
     for (auto _ : state) {
@@ -291,11 +274,6 @@ int main(int argc, char** argv) {
         prepare(*c);
         Case* p = c.get();
         benchmark::RegisterBenchmark(("collision/kelno/" + c->name).c_str(), BM_Kelno, p)
-            ->Arg(1)
-            ->Arg(2)
-            ->UseRealTime()
-            ->Unit(benchmark::kMillisecond);
-        benchmark::RegisterBenchmark(("collision/kelno-tree/" + c->name).c_str(), BM_KelnoTree, p)
             ->Arg(1)
             ->Arg(2)
             ->UseRealTime()

@@ -3,6 +3,7 @@
 #include "MeshFiles.h"
 
 #include <kelno/KCollision.h>
+#include <kelno/KTriMeshDistTree.h>
 
 #include <nlohmann/json.hpp>
 
@@ -61,15 +62,14 @@ void run(const CheckCollisionOptions& options) {
     for (const MeshPart& part : parts)
         appendMesh(merged, part.triangles);
 
-    // The fused traversal flags exactly the edges of the plug-in's tree-based search.
-    const Kelno::KEdgeCollider collider(merged);
+    const Kelno::KTriMeshDistTree tree(merged, 10, 10);
     Kelno::KTriMeshConnectionInfo connections;
     connections.set(merged);
     connections.calculate_t2v();
     connections.calculate_v2e();
     connections.calculate_e2v();
     Kelno::KIntArray hit;
-    Kelno::FindIntersectingEdges(merged, collider, connections, hit,
+    Kelno::FindIntersectingEdges(merged, tree, connections, hit,
                                  progressOnStderr("checking edges", connections.e2v.length()));
     Kelno::KIntArray flagged;
     Kelno::CollidingVertices(connections, hit, merged.vertexCount(), flagged);

@@ -22,7 +22,6 @@
 #include "KelnoExport.h"
 
 #include <functional>
-#include <memory>
 
 namespace Kelno {
 
@@ -51,44 +50,6 @@ KELNO_API float FastInverseSqrt(float x);
 // scheduling (each thread a run of consecutive edges). `progress`, when set, is called now and
 // then with the share of edges done.
 KELNO_API void FindIntersectingEdges(const KTriMesh& mesh, const KTriMeshDistTree& tree,
-                                     const KTriMeshConnectionInfo& connections, KIntArray& hit,
-                                     const KProgressCallback& progress = KProgressCallback());
-
-// A bounding volume hierarchy over the triangle boxes of one mesh, made for the edge test: the
-// box query of each edge and the segment-triangle test run in one traversal, with each
-// triangle's corners and edge vectors stored beside its box. Its candidates are exactly those of
-// KTriMeshDistTree::getTriangles (triangles whose corner box overlaps the query box, touching
-// included; triangles with an out-of-range index or a non-finite corner never), so an edge is
-// flagged exactly when the tree-based search flags it. Immutable after construction; const
-// members may be called from any number of threads. About 100 bytes per triangle.
-class KELNO_API KEdgeCollider {
-  public:
-    KEdgeCollider();
-    explicit KEdgeCollider(const KTriMesh& mesh);
-    ~KEdgeCollider();
-    KEdgeCollider(const KEdgeCollider&) = delete;
-    KEdgeCollider& operator=(const KEdgeCollider&) = delete;
-
-    // Rebuilds over `mesh` (copied: the mesh may change afterwards). Uses the current OpenMP team.
-    void set(const KTriMesh& mesh);
-
-    // True when the segment from vertex a to vertex b (positions p0, p1) pierces a triangle
-    // whose box overlaps the segment's box widened by 1e-30 and that has neither a nor b among
-    // its corners.
-    bool edgePierces(int a, int b, const KVector& p0, const KVector& p1) const;
-
-    struct Data;
-
-  private:
-    friend KELNO_API void FindIntersectingEdges(const KTriMesh&, const KEdgeCollider&,
-                                                const KTriMeshConnectionInfo&, KIntArray&,
-                                                const KProgressCallback&);
-    std::unique_ptr<Data> m_data;
-};
-
-// FindIntersectingEdges with the fused traversal: the same `hit` for the mesh `collider` was
-// built over. One OpenMP loop over the edges with static scheduling.
-KELNO_API void FindIntersectingEdges(const KTriMesh& mesh, const KEdgeCollider& collider,
                                      const KTriMeshConnectionInfo& connections, KIntArray& hit,
                                      const KProgressCallback& progress = KProgressCallback());
 

@@ -13,6 +13,7 @@
 #include <maya/MGlobal.h>
 #include <maya/MIntArray.h>
 #include <maya/MItSelectionList.h>
+#include <maya/MObject.h>
 #include <maya/MObjectArray.h>
 #include <maya/MSelectionList.h>
 #include <maya/MStringArray.h>
