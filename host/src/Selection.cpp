@@ -27,7 +27,8 @@ unsigned int MSelectionList::length(MStatus* st) const {
 
 namespace {
 // Splits "a|b|name.vtx[1:3]" into the node name and the component text (".vtx[1:3]"); false
-// when the component is not of the form ".<word>[<n>]" or ".<word>[<n>:<m>]" with n <= m.
+// when the component is not a mesh vertex, edge, face or UV (vtx, e, f, map) with "[<n>]" or
+// "[<n>:<m>]", n <= m.
 bool splitComponent(const std::string& text, std::string& node, std::string& component) {
     const size_t bar = text.rfind('|');
     const std::string name = bar == std::string::npos ? text : text.substr(bar + 1);
@@ -38,7 +39,10 @@ bool splitComponent(const std::string& text, std::string& node, std::string& com
         return true;
     component = name.substr(dot);
     const size_t open = component.find('[');
-    if (open == std::string::npos || open < 2 || component.back() != ']')
+    if (open == std::string::npos || component.back() != ']')
+        return false;
+    const std::string kind = component.substr(1, open - 1);
+    if (kind != "vtx" && kind != "e" && kind != "f" && kind != "map")
         return false;
     const std::string range = component.substr(open + 1, component.size() - open - 2);
     const size_t colon = range.find(':');
