@@ -22,6 +22,8 @@ int run(int argc, char** argv) {
     KelnoCli::registerAbcCommand(app);
     KelnoCli::registerSkeletonCommand(app);
     KelnoCli::registerUvCommand(app);
+    KelnoCli::registerCheckCollisionCommand(app);
+    KelnoCli::registerInsideCommand(app);
 
     try {
         app.parse(argc, argv);

@@ -42,5 +42,9 @@ void registerUvCommand(CLI::App& app);
 void registerUvExportCommand(CLI::App& uv);
 void registerUvInfoCommand(CLI::App& uv);
 void registerUvApplyCommand(CLI::App& uv);
+// `kelno check-collision` (edges piercing triangles) and `kelno inside` (vertices inside
+// colliders): the plug-in's collision tools on mesh files.
+void registerCheckCollisionCommand(CLI::App& app);
+void registerInsideCommand(CLI::App& app);
 
 } // namespace KelnoCli

@@ -2,6 +2,8 @@
 //
 // New node and command classes join by one row in the tables below. The order of the rows is
 // the registration order and also the deregistration order.
+#include "KCheckCollisionCmd.h"
+#include "KDetectInsideComponentsCmd.h"
 #include "KDrawOverride.h"
 #include "KEnvSphere.h"
 #include "KExportUVs.h"
@@ -49,6 +51,9 @@ const KCommandRegistration kCommands[] = {
     {&KExportUVs::commandName, &KExportUVs::creator, &KExportUVs::newSyntax},
     {&KImportUVs::commandName, &KImportUVs::creator, &KImportUVs::newSyntax},
     {&KTransferUVs::commandName, &KTransferUVs::creator, &KTransferUVs::newSyntax},
+    {&KCheckCollisionCmd::commandName, &KCheckCollisionCmd::creator, &KCheckCollisionCmd::newSyntax},
+    {&KDetectInsideComponentsCmd::commandName, &KDetectInsideComponentsCmd::creator,
+     &KDetectInsideComponentsCmd::newSyntax},
     {&KTreeSkeletonGenCmd::commandName, &KTreeSkeletonGenCmd::creator, &KTreeSkeletonGenCmd::newSyntax},
     {nullptr, nullptr, nullptr},
 };

@@ -591,6 +591,11 @@ MStatus runCommandLine(const std::string& line, Host::CommandResult* out) {
                 *out = r;
             return r.status;
         }
+    if (words[0] == "select") {
+        if (out)
+            *out = Host::CommandResult{MS::kSuccess, MPxCommand::kNoArg, false, {}, {}};
+        return runSelect(words);
+    }
     // MEL the stand-in does not interpret: recorded by the caller, reported as done.
     if (out)
         *out = Host::CommandResult{MS::kSuccess, MPxCommand::kNoArg, false, {}, {}};

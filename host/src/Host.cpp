@@ -298,6 +298,7 @@ void resetSession() {
     s.executed.clear();
     s.scripts.clear();
     s.log.clear();
+    mhost::clearActiveSelection();
     clearFailures();
     // In-process plug-ins end with the session, and so do the leftovers of failed loads.
     auto purge = [&s](const std::string& name) {

@@ -266,6 +266,9 @@ void registerCurveType();
 void releaseDrawState(Node* node);
 void record(Host::MessageKind kind, const MString& text);
 MStatus runCommandLine(const std::string& line, Host::CommandResult* out);
+// The active selection (ActiveSelection.cpp): emptied with the session; "select" as MEL runs it.
+void clearActiveSelection();
+MStatus runSelect(const std::vector<std::string>& words);
 
 // Writes v through the optional status out-parameter of an API call.
 inline void setStatus(MStatus* st, MStatus v) {

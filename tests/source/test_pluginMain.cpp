@@ -84,7 +84,8 @@ TEST_F(PluginMainTest, LoadAndUnloadInEveryApplicationState) {
                                             "drawdb/geometry/KEnvSphere KEnvSphereNodePlugin",
                                             "KTreeSkeletonGen 0x90006",
                                             "drawdb/geometry/KTreeSkeletonGen KTreeSkeletonGenNodePlugin",
-                                            "KExportUVs", "KImportUVs", "KTransferUVs", "KTreeSkeletonGenCmd",
+                                            "KExportUVs", "KImportUVs", "KTransferUVs", "KCheckCollisionCmd",
+                                            "KDetectInsideComponentsCmd", "KTreeSkeletonGenCmd",
                                             "CreateKelnoMenu DeleteKelnoMenu"}));
         ASSERT_EQ(Host::sourcedScripts().size(), static_cast<size_t>(KelnoTest::kScriptCount));
         for (int i = 0; i < KelnoTest::kScriptCount; ++i)
@@ -105,7 +106,7 @@ TEST_F(PluginMainTest, LoadAndUnloadInEveryApplicationState) {
                       "KMeshLoader 0x90003", "drawdb/geometry/KEnvSphere KEnvSphereNodePlugin",
                       "KEnvSphere 0x90004", "drawdb/geometry/KTreeSkeletonGen KTreeSkeletonGenNodePlugin",
                       "KTreeSkeletonGen 0x90006", "KExportUVs", "KImportUVs", "KTransferUVs",
-                      "KTreeSkeletonGenCmd"}));
+                      "KCheckCollisionCmd", "KDetectInsideComponentsCmd", "KTreeSkeletonGenCmd"}));
         EXPECT_EQ(Host::nodeType("KMeshLoader"), nullptr);
         EXPECT_EQ(Host::executedCommands(), c.onUnload);
     }

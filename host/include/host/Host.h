@@ -31,9 +31,13 @@
 //   - transforms compose scale, rotate (X then Y then Z, radians) and translate only, without
 //     pivots, shear or joint orients: the plug-in only reads world matrices through the host,
 //     and the tests place objects with those three attributes;
-//   - there is no active selection: MArgDatabase::getObjects gives only the objects named on
-//     the command line (an empty list when none is named, even with useSelectionAsDefault);
-//     tests name the objects a command works on;
+//   - MArgDatabase::getObjects gives only the objects named on the command line (an empty list
+//     when none is named, even with useSelectionAsDefault); tests name the objects a command
+//     works on. The active selection (MGlobal::getActiveSelectionList) holds nodes and
+//     components, the latter only as their text (getSelectionStrings gives "pCube1.vtx[3]"
+//     back, getDagPath a null component); MEL "select" with -r, -add, -d, -tgl or -cl and
+//     names changes it (a name matching nothing fails and changes nothing; "select -r;" empties
+//     it), and a deleted node leaves it;
 //   - an MTime unit of kInvalid or kUserDef stands for the user interface unit: the plug-in
 //     only uses named units and MTime::uiUnit();
 //   - MDGModifier cannot undo deleteNode or newPlugValue (kNotImplemented) and undoing

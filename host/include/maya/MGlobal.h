@@ -8,10 +8,12 @@
 
 class MDoubleArray;
 class MIntArray;
+class MSelectionList;
 
 class OPENMAYA_EXPORT MGlobal {
   public:
     enum MMayaState { kInteractive, kBatch, kLibraryApp, kBaseUIMode };
+    enum ListAdjustment { kReplaceList, kXORWithList, kAddToList, kRemoveFromList, kAddToHeadOfList };
 
     static MMayaState mayaState(MStatus* ReturnStatus = NULL);
     static MString mayaVersion();
@@ -36,4 +38,9 @@ class OPENMAYA_EXPORT MGlobal {
     static MStatus executeCommandOnIdle(const MString& command, bool displayEnabled = false);
     // Sources a MEL script found on the script path; kFailure when it is not found.
     static MStatus sourceFile(const MString& fileName);
+
+    // The scene's active selection (what "select" changes). Items whose node was deleted are
+    // left out of the copy.
+    static MStatus getActiveSelectionList(MSelectionList& dest, bool orderedSelectionIfAvailable = false);
+    static MStatus setActiveSelectionList(const MSelectionList& src, ListAdjustment = kReplaceList);
 };

@@ -1,11 +1,13 @@
 // Stand-in for Maya's MSelectionList: a list of dependency nodes and DAG paths, filled by name
-// or by object.
+// or by object. Components are kept as their text: add("pCube1.vtx[3]") holds the node with
+// ".vtx[3]", which getSelectionStrings gives back; getDagPath returns a null component object.
 #pragma once
 
 #include <maya/MDagPath.h>
 #include <maya/MObject.h>
 #include <maya/MString.h>
 
+#include <string>
 #include <vector>
 
 class MStringArray;
@@ -38,4 +40,5 @@ class OPENMAYA_EXPORT MSelectionList {
   private:
     std::vector<MObject> fNodes;
     std::vector<MDagPath> fPaths;
+    std::vector<std::string> fComponents; // ".vtx[3]", ".f[0:2]" ...; empty for a whole node
 };

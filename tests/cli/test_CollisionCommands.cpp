@@ -1,0 +1,156 @@
+// `kelno check-collision` and `kelno inside` run as a user would: on small OBJ files written
+// here and on a real scan with a shifted copy of itself, checked against the library's cores.
+#include <kelno/KCollision.h>
+#include <kelno/KTriMeshDistTree.h>
+
+#include "support/KTestData.h"
+#include "support/KTestMeshes.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+struct ToolRun {
+    int exitCode = -1;
+    nlohmann::json json;
+    std::string err;
+};
+
+ToolRun runTool(const std::string& args) {
+    const std::string errFile = testing::TempDir() + "kelno_collision_err_" + std::to_string(getpid());
+    ToolRun r;
+    FILE* pipe = ::popen((std::string(KELNO_TOOL_PATH) + " " + args + " 2>" + errFile).c_str(), "r");
+    std::string out;
+    char chunk[4096];
+    std::size_t got;
+    while (pipe && (got = std::fread(chunk, 1, sizeof chunk, pipe)) > 0)
+        out.append(chunk, got);
+    const int status = pipe ? ::pclose(pipe) : -1;
+    r.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    if (r.exitCode == 0)
+        r.json = nlohmann::json::parse(out);
+    std::stringstream err;
+    err << std::ifstream(errFile).rdbuf();
+    r.err = err.str();
+    std::remove(errFile.c_str());
+    return r;
+}
+
+std::string writeObj(const std::string& name, const Kelno::KTriMesh& mesh) {
+    const std::string path = testing::TempDir() + name + "_" + std::to_string(getpid()) + ".obj";
+    std::ofstream f(path);
+    f.precision(9);
+    for (const Kelno::KVector& p : mesh.positions)
+        f << "v " << p.x << " " << p.y << " " << p.z << "\n";
+    for (const Kelno::KInt3& t : mesh.triangles)
+        f << "f " << t[0] + 1 << " " << t[1] + 1 << " " << t[2] + 1 << "\n";
+    return path;
+}
+
+// The cores on two meshes merged in order: flagged edges and vertices.
+std::pair<int, Kelno::KIntArray> coreCollision(const Kelno::KTriMesh& a, const Kelno::KTriMesh& b) {
+    Kelno::KTriMesh m = a;
+    m.positions.insert(m.positions.end(), b.positions.begin(), b.positions.end());
+    for (Kelno::KInt3 t : b.triangles)
+        m.triangles.push_back(
+            Kelno::KInt3{{t[0] + a.vertexCount(), t[1] + a.vertexCount(), t[2] + a.vertexCount()}});
+    Kelno::KTriMeshDistTree tree(m, 10, 10);
+    Kelno::KTriMeshConnectionInfo c;
+    c.set(m);
+    c.calculate_v2e();
+    c.calculate_e2v();
+    Kelno::KIntArray hit, vertices;
+    Kelno::FindIntersectingEdges(m, tree, c, hit);
+    Kelno::CollidingVertices(c, hit, m.vertexCount(), vertices);
+    return {Kelno::CountHits(hit), vertices};
+}
+
+// The tool's count and per-file vertex lists equal the cores' on the same meshes.
+void expectMatchesCores(const ToolRun& run, const Kelno::KTriMesh& a, const Kelno::KTriMesh& b) {
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    const auto expected = coreCollision(a, b);
+    EXPECT_EQ(run.json.at("intersectingEdges").get<int>(), expected.first);
+    std::vector<int> first, second;
+    for (int v : expected.second)
+        (v < a.vertexCount() ? first : second).push_back(v < a.vertexCount() ? v : v - a.vertexCount());
+    ASSERT_EQ(run.json.at("vertices").size(), 2u);
+    EXPECT_EQ(run.json["vertices"][0].at("indices").get<std::vector<int>>(), first);
+    EXPECT_EQ(run.json["vertices"][1].at("indices").get<std::vector<int>>(), second);
+    EXPECT_FALSE(first.empty() || second.empty());
+}
+
+TEST(CollisionTool, CheckCollisionOnTwoCubesAndTheEdgeFile) {
+    const Kelno::KTriMesh a = KelnoTest::makeCube();
+    const Kelno::KTriMesh b =
+        KelnoTest::makeCube(Kelno::KVector(0.2f, 0.3f, 0.4f), Kelno::KVector(2.2f, 2.3f, 2.4f));
+    const std::string fa = writeObj("cubeA", a), fb = writeObj("cubeB", b);
+    const std::string edges = testing::TempDir() + "edges_" + std::to_string(getpid()) + ".obj";
+    const ToolRun run = runTool("check-collision " + fa + " " + fb + " --obj " + edges);
+    expectMatchesCores(run, a, b);
+    EXPECT_EQ(run.json["vertices"][1].at("file"), fb);
+    std::ifstream in(edges);
+    int lines = 0;
+    for (std::string line; std::getline(in, line);)
+        lines += line.rfind("l ", 0) == 0 ? 1 : 0;
+    EXPECT_EQ(lines, run.json.at("intersectingEdges").get<int>());
+
+    const ToolRun missing = runTool("check-collision " + fa + " /nonexistent/mesh.obj");
+    EXPECT_EQ(missing.exitCode, 1);
+    EXPECT_NE(missing.err.find("/nonexistent/mesh.obj"), std::string::npos) << missing.err;
+    for (const std::string& f : {fa, fb, edges})
+        std::remove(f.c_str());
+}
+
+TEST(CollisionTool, CheckCollisionOnARealScanAndItsShiftedCopy) {
+    KELNO_REQUIRE_DATA("meshes/bunny.obj");
+    const std::string bunny = KelnoTest::dataPath("meshes/bunny.obj");
+    Kelno::KTriMesh a, b;
+    ASSERT_TRUE(KelnoTest::readObj(bunny, a));
+    b = a;
+    const Kelno::KVector shift = a.boundingBox(true).size() * 0.1f;
+    for (Kelno::KVector& p : b.positions)
+        p += shift;
+    const std::string fb = writeObj("bunnyShifted", b);
+    Kelno::KTriMesh reread;
+    ASSERT_TRUE(KelnoTest::readObj(fb, reread)); // the positions as the tool reads them back
+    expectMatchesCores(runTool("check-collision " + bunny + " " + fb), a, reread);
+    std::remove(fb.c_str());
+}
+
+TEST(CollisionTool, InsideFollowsTheModes) {
+    // Target: a cube from -2 to 0 (vertex 7 at the origin); collider: a cube holding that corner.
+    const Kelno::KTriMesh target = KelnoTest::makeCube(Kelno::KVector(-2, -2, -2), Kelno::KVector(0, 0, 0));
+    const Kelno::KTriMesh collider =
+        KelnoTest::makeCube(Kelno::KVector(-0.5f, -0.5f, -0.5f), Kelno::KVector(1, 1, 1));
+    const std::string ft = writeObj("target", target), fc = writeObj("collider", collider);
+    // Each triangle of the file is one polygon: modes 3 and 4 list those that use vertex 7.
+    std::vector<int> withSeven;
+    for (int t = 0; t < target.triangleCount(); ++t)
+        if (target.triangles[t][0] == 7 || target.triangles[t][1] == 7 || target.triangles[t][2] == 7)
+            withSeven.push_back(t);
+    const struct {
+        std::string mode;
+        std::vector<int> vertices, faces;
+    } cases[] = {{"", {7}, {}},         {"--mode 0", {}, {}},         {"--mode 1", {7}, {}},
+                 {"--mode 2", {7}, {}}, {"--mode 3", {7}, withSeven}, {"--mode 4", {7}, withSeven}};
+    for (const auto& c : cases) {
+        const ToolRun run = runTool("inside --mesh " + ft + " --colliders " + fc + " " + fc + " " + c.mode);
+        ASSERT_EQ(run.exitCode, 0) << run.err;
+        EXPECT_EQ(run.json.at("insideVertices").get<std::vector<int>>(), c.vertices) << c.mode;
+        EXPECT_EQ(run.json.at("faces").get<std::vector<int>>(), c.faces) << c.mode;
+    }
+    for (const std::string& f : {ft, fc})
+        std::remove(f.c_str());
+}
+
+} // namespace
