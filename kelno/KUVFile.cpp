@@ -71,6 +71,23 @@ class Reader {
     std::size_t m_offset = 0;
 };
 
+// The whole file as bytes; false with "cannot open/read <path>" in error.
+bool readWholeFile(const std::string& path, std::string& text, std::string& error) {
+    std::ifstream file(path, std::ios::binary);
+    if (!file) {
+        error = "cannot open " + path;
+        return false;
+    }
+    std::ostringstream bytes;
+    bytes << file.rdbuf();
+    if (file.bad()) {
+        error = "cannot read " + path;
+        return false;
+    }
+    text = bytes.str();
+    return true;
+}
+
 } // namespace
 
 std::string EncodeUVFile(const KUVLayout& layout) {
@@ -137,19 +154,8 @@ bool DecodeUVFile(const char* data, std::size_t size, KUVLayout& layout, std::st
 }
 
 bool ReadUVFile(const std::string& path, KUVLayout& layout, std::string& error) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file) {
-        error = "cannot open " + path;
-        return false;
-    }
-    std::ostringstream bytes;
-    bytes << file.rdbuf();
-    if (file.bad()) {
-        error = "cannot read " + path;
-        return false;
-    }
-    const std::string text = bytes.str();
-    return DecodeUVFile(text.data(), text.size(), layout, error);
+    std::string text;
+    return readWholeFile(path, text, error) && DecodeUVFile(text.data(), text.size(), layout, error);
 }
 
 std::string CheckUVLayout(const KUVLayout& layout) {
@@ -311,18 +317,9 @@ void ParseObjUVs(const char* data, std::size_t size, KObjUVs& uvs) {
 
 bool ReadObjUVs(const std::string& path, KObjUVs& uvs, std::string& error) {
     error.clear();
-    std::ifstream file(path, std::ios::binary);
-    if (!file) {
-        error = "cannot open " + path;
+    std::string text;
+    if (!readWholeFile(path, text, error))
         return false;
-    }
-    std::ostringstream bytes;
-    bytes << file.rdbuf();
-    if (file.bad()) {
-        error = "cannot read " + path;
-        return false;
-    }
-    const std::string text = bytes.str();
     ParseObjUVs(text.data(), text.size(), uvs);
     return true;
 }
