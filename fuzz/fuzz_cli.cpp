@@ -3,14 +3,17 @@
 // subcommand and its failures). Standard output is discarded. The tool must return 0 or 1 and
 // never crash.
 //
-// Arguments that could reach outside a scratch folder (absolute paths, "..") are left out, so a
-// subcommand that writes files only ever writes below the folder the fuzzer runs in.
+// Inputs with arguments that could reach outside the folder the fuzzer runs in (absolute paths,
+// "..") are skipped, and every file a subcommand is asked to write ("--out", "--obj") is redirected
+// to one scratch file in the temporary folder, so the tool can be fuzzed from the project's root
+// (where the seeds' relative sample paths resolve) without touching the project's files.
 #include "Commands.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <stdlib.h>
 #include <string>
 #include <vector>
 
@@ -33,6 +36,31 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (const std::string& arg : args)
         if (!arg.empty() && (arg[0] == '/' || arg.find("..") != std::string::npos))
             return 0;
+    // Plain arrays: the clean-up at exit must not outlive them.
+    static char scratchFolder[] = "/tmp/kelno_fuzz_cli_XXXXXX";
+    static char scratchFile[sizeof scratchFolder + 8];
+    static const bool made = [] {
+        if (!mkdtemp(scratchFolder))
+            return false;
+        std::snprintf(scratchFile, sizeof scratchFile, "%s/written", scratchFolder);
+        std::atexit([] {
+            std::remove(scratchFile);
+            std::remove(scratchFolder);
+        });
+        return true;
+    }();
+    if (!made)
+        return 0;
+    const std::string scratch = scratchFile;
+    for (std::size_t i = 1; i < args.size(); ++i) {
+        for (const char* flag : {"--out", "--obj"}) {
+            const std::string name(flag);
+            if (args[i] == name && i + 1 < args.size())
+                args[i + 1] = scratch;
+            else if (args[i].compare(0, name.size() + 1, name + "=") == 0)
+                args[i] = name + "=" + scratch;
+        }
+    }
 
     std::vector<char*> argv;
     for (std::string& arg : args)
