@@ -652,8 +652,32 @@ bool Hdf5Reader::_elements(const AbcPropertyNode& property, hid_t sample, bool d
         return fail("damaged archive: scalar sample of property " + property.name + " of the wrong size");
     // Values are stored uncompressed (or compressed, at most a thousand to one): anything
     // larger than that cannot be in the file and is not allocated.
-    if (count > (m_fileSize + 4096) * 1024 / element)
+    const unsigned long long limit = (m_fileSize + 4096) * 1024 / element;
+    if (count > limit)
         return fail("damaged archive: sample of property " + property.name + " larger than the file");
+    // The library converts from the stored type through buffers of the stored size, and allocates
+    // a whole chunk to read a chunked dataset: both are held to the same bound.
+    {
+        Handle stored(dataset ? H5Dget_type(sample) : H5Aget_type(sample), H5Tclose);
+        const std::size_t storedSize = stored.ok() ? H5Tget_size(stored.id()) : 0;
+        if (storedSize == 0 || count > (m_fileSize + 4096) * 1024 / storedSize)
+            return fail("damaged archive: sample of property " + property.name + " larger than the file");
+    }
+    if (dataset) {
+        Handle layout(H5Dget_create_plist(sample), H5Pclose);
+        if (!layout.ok())
+            return fail("damaged archive: unreadable sample of property " + property.name);
+        if (H5Pget_layout(layout.id()) == H5D_CHUNKED) {
+            hsize_t chunk[H5S_MAX_RANK] = {};
+            const int rank = H5Pget_chunk(layout.id(), H5S_MAX_RANK, chunk);
+            unsigned long long chunkElements = rank > 0 ? 1 : 0;
+            for (int d = 0; d < rank && chunkElements <= limit; ++d)
+                chunkElements = chunk[d] == 0 || chunk[d] > limit ? limit + 1 : chunkElements * chunk[d];
+            if (rank <= 0 || chunkElements > limit)
+                return fail("damaged archive: sample of property " + property.name +
+                            " stored in chunks larger than the file");
+        }
+    }
     bytes = static_cast<std::size_t>(count) * element;
     return true;
 }
