@@ -1,6 +1,7 @@
 // `kelno abc` end to end: the built tool run on the shared fixtures, its JSON compared with
 // the expected-value files.
 #include "support/KTestData.h"
+#include "support/KToolRun.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -20,36 +21,6 @@ using nlohmann::json;
 
 namespace {
 
-struct CliRun {
-    int exitCode = -1;
-    std::string out;
-    std::string err;
-};
-
-CliRun kelno(const std::string& args) {
-    // ctest runs cases in parallel processes: one stderr file per process and call.
-    static int calls = 0;
-    const std::string errPath = ::testing::TempDir() + "kelno_abc_stderr_" + std::to_string(getpid()) + "_" +
-                                std::to_string(++calls) + ".txt";
-    const std::string command = std::string(KELNO_CLI_PATH) + " " + args + " 2>" + errPath;
-    CliRun run;
-    FILE* pipe = popen(command.c_str(), "r");
-    if (!pipe)
-        return run;
-    std::array<char, 65536> buffer;
-    std::size_t n;
-    while ((n = fread(buffer.data(), 1, buffer.size(), pipe)) > 0)
-        run.out.append(buffer.data(), n);
-    const int status = pclose(pipe);
-    run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    std::ifstream errIn(errPath);
-    std::stringstream ss;
-    ss << errIn.rdbuf();
-    run.err = ss.str();
-    std::remove(errPath.c_str());
-    return run;
-}
-
 std::string fixture(const std::string& name) { return KelnoTest::dataPath("alembic/" + name); }
 
 json expected(const std::string& name) {
@@ -63,7 +34,7 @@ void expectClose(double a, double b, const std::string& what) {
 
 TEST(AbcCommand, InfoReportsBackendTimingAndCounts) {
     KELNO_REQUIRE_DATA("alembic/offset_start.abc");
-    const CliRun run = kelno("abc info " + fixture("offset_start.abc"));
+    const KelnoTest::ToolRun run = KelnoTest::RunToolLine("abc info " + fixture("offset_start.abc"));
     ASSERT_EQ(run.exitCode, 0) << run.err;
     const json j = json::parse(run.out);
     const json e = expected("offset_start");
@@ -80,7 +51,7 @@ TEST(AbcCommand, InfoReportsBackendTimingAndCounts) {
 
 TEST(AbcCommand, LsListsEveryObjectDepthFirst) {
     KELNO_REQUIRE_DATA("alembic/mixed_schemas.abc");
-    const CliRun run = kelno("abc ls " + fixture("mixed_schemas.abc"));
+    const KelnoTest::ToolRun run = KelnoTest::RunToolLine("abc ls " + fixture("mixed_schemas.abc"));
     ASSERT_EQ(run.exitCode, 0) << run.err;
     const json j = json::parse(run.out);
     const json e = expected("mixed_schemas").at("objects");
@@ -96,8 +67,8 @@ TEST(AbcCommand, DumpGivesWorldSpaceMeshesAndVisibility) {
     KELNO_REQUIRE_DATA("alembic/visibility.abc");
     const json e = expected("visibility");
     for (int sample : {0, 4, 9}) {
-        const CliRun run =
-            kelno("abc dump " + fixture("visibility.abc") + " --sample " + std::to_string(sample));
+        const KelnoTest::ToolRun run = KelnoTest::RunToolLine("abc dump " + fixture("visibility.abc") +
+                                                          " --sample " + std::to_string(sample));
         ASSERT_EQ(run.exitCode, 0) << run.err;
         const json j = json::parse(run.out);
         EXPECT_EQ(j.at("sample"), sample);
@@ -137,8 +108,8 @@ TEST(AbcCommand, DumpOfOneObjectAndOfSamplesPastTheEnd) {
     KELNO_REQUIRE_DATA("alembic/deforming_mesh.abc");
     const json e = expected("deforming_mesh").at("polymeshes")[0];
     const std::string path = e.at("path");
-    const CliRun run =
-        kelno("abc dump " + fixture("deforming_mesh.abc") + " --object " + path + " --sample 500");
+    const KelnoTest::ToolRun run = KelnoTest::RunToolLine("abc dump " + fixture("deforming_mesh.abc") +
+                                                      " --object " + path + " --sample 500");
     ASSERT_EQ(run.exitCode, 0) << run.err;
     const json j = json::parse(run.out);
     ASSERT_EQ(j.at("meshes").size(), 1u);
@@ -147,7 +118,8 @@ TEST(AbcCommand, DumpOfOneObjectAndOfSamplesPastTheEnd) {
         for (int c = 0; c < 3; ++c)
             expectClose(j.at("meshes")[0].at("positions")[p][c], last.at("world_positions")[p][c], "clamped");
 
-    const CliRun missing = kelno("abc dump " + fixture("deforming_mesh.abc") + " --object /no/such");
+    const KelnoTest::ToolRun missing =
+        KelnoTest::RunToolLine("abc dump " + fixture("deforming_mesh.abc") + " --object /no/such");
     EXPECT_EQ(missing.exitCode, 1);
     EXPECT_NE(missing.err.find("no object /no/such"), std::string::npos) << missing.err;
 }
@@ -169,8 +141,8 @@ TEST(AbcCommand, Hdf5TwinsPrintWhatTheirOgawaOriginalsPrint) {
         KELNO_REQUIRE_DATA("alembic/" + twin.second);
         for (const std::string command : {"info", "ls", "dump --sample 0", "dump --sample 5"}) {
             SCOPED_TRACE(twin.second + ": " + command);
-            const CliRun ogawa = kelno("abc " + command + " " + fixture(twin.first));
-            const CliRun hdf5 = kelno("abc " + command + " " + fixture(twin.second));
+            const KelnoTest::ToolRun ogawa = KelnoTest::RunToolLine("abc " + command + " " + fixture(twin.first));
+            const KelnoTest::ToolRun hdf5 = KelnoTest::RunToolLine("abc " + command + " " + fixture(twin.second));
             ASSERT_EQ(hdf5.exitCode, 0) << hdf5.err;
             json a = json::parse(ogawa.out);
             json b = json::parse(hdf5.out);
@@ -208,7 +180,7 @@ TEST(AbcCommand, UnopenableFilesExitOneWithOneReasonLine) {
     };
     for (const auto& c : cases) {
         for (const char* sub : {"info", "ls", "dump"}) {
-            const CliRun run = kelno(std::string("abc ") + sub + " " + c.file);
+            const KelnoTest::ToolRun run = KelnoTest::RunToolLine(std::string("abc ") + sub + " " + c.file);
             EXPECT_EQ(run.exitCode, 1) << sub << " " << c.file;
             EXPECT_TRUE(run.out.empty());
             EXPECT_EQ(run.err.rfind("kelno: cannot open " + c.file + ": ", 0), 0u) << run.err;

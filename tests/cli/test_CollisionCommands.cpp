@@ -5,6 +5,7 @@
 
 #include "support/KTestData.h"
 #include "support/KTestMeshes.h"
+#include "support/KToolRun.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -20,29 +21,15 @@
 
 namespace {
 
-struct ToolRun {
-    int exitCode = -1;
+struct JsonRun : KelnoTest::ToolRun {
     nlohmann::json json;
-    std::string err;
 };
 
-ToolRun runTool(const std::string& args) {
-    const std::string errFile = testing::TempDir() + "kelno_collision_err_" + std::to_string(getpid());
-    ToolRun r;
-    FILE* pipe = ::popen((std::string(KELNO_TOOL_PATH) + " " + args + " 2>" + errFile).c_str(), "r");
-    std::string out;
-    char chunk[4096];
-    std::size_t got;
-    while (pipe && (got = std::fread(chunk, 1, sizeof chunk, pipe)) > 0)
-        out.append(chunk, got);
-    const int status = pipe ? ::pclose(pipe) : -1;
-    r.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+JsonRun runTool(const std::string& line) {
+    JsonRun r;
+    static_cast<KelnoTest::ToolRun&>(r) = KelnoTest::RunToolLine(line);
     if (r.exitCode == 0)
-        r.json = nlohmann::json::parse(out);
-    std::stringstream err;
-    err << std::ifstream(errFile).rdbuf();
-    r.err = err.str();
-    std::remove(errFile.c_str());
+        r.json = nlohmann::json::parse(r.out);
     return r;
 }
 
@@ -76,7 +63,7 @@ std::pair<int, Kelno::KIntArray> coreCollision(const Kelno::KTriMesh& a, const K
 }
 
 // The tool's count and per-file vertex lists equal the cores' on the same meshes.
-void expectMatchesCores(const ToolRun& run, const Kelno::KTriMesh& a, const Kelno::KTriMesh& b) {
+void expectMatchesCores(const JsonRun& run, const Kelno::KTriMesh& a, const Kelno::KTriMesh& b) {
     ASSERT_EQ(run.exitCode, 0) << run.err;
     const auto expected = coreCollision(a, b);
     EXPECT_EQ(run.json.at("intersectingEdges").get<int>(), expected.first);
@@ -95,7 +82,7 @@ TEST(CollisionTool, CheckCollisionOnTwoCubesAndTheEdgeFile) {
         KelnoTest::makeCube(Kelno::KVector(0.2f, 0.3f, 0.4f), Kelno::KVector(2.2f, 2.3f, 2.4f));
     const std::string fa = writeObj("cubeA", a), fb = writeObj("cubeB", b);
     const std::string edges = testing::TempDir() + "edges_" + std::to_string(getpid()) + ".obj";
-    const ToolRun run = runTool("check-collision " + fa + " " + fb + " --obj " + edges);
+    const JsonRun run = runTool("check-collision " + fa + " " + fb + " --obj " + edges);
     expectMatchesCores(run, a, b);
     EXPECT_EQ(run.json["vertices"][1].at("file"), fb);
     std::ifstream in(edges);
@@ -104,7 +91,7 @@ TEST(CollisionTool, CheckCollisionOnTwoCubesAndTheEdgeFile) {
         lines += line.rfind("l ", 0) == 0 ? 1 : 0;
     EXPECT_EQ(lines, run.json.at("intersectingEdges").get<int>());
 
-    const ToolRun missing = runTool("check-collision " + fa + " /nonexistent/mesh.obj");
+    const JsonRun missing = runTool("check-collision " + fa + " /nonexistent/mesh.obj");
     EXPECT_EQ(missing.exitCode, 1);
     EXPECT_NE(missing.err.find("/nonexistent/mesh.obj"), std::string::npos) << missing.err;
     for (const std::string& f : {fa, fb, edges})
@@ -144,7 +131,7 @@ TEST(CollisionTool, InsideFollowsTheModes) {
     } cases[] = {{"", {7}, {}},         {"--mode 0", {}, {}},         {"--mode 1", {7}, {}},
                  {"--mode 2", {7}, {}}, {"--mode 3", {7}, withSeven}, {"--mode 4", {7}, withSeven}};
     for (const auto& c : cases) {
-        const ToolRun run = runTool("inside --mesh " + ft + " --colliders " + fc + " " + fc + " " + c.mode);
+        const JsonRun run = runTool("inside --mesh " + ft + " --colliders " + fc + " " + fc + " " + c.mode);
         ASSERT_EQ(run.exitCode, 0) << run.err;
         EXPECT_EQ(run.json.at("insideVertices").get<std::vector<int>>(), c.vertices) << c.mode;
         EXPECT_EQ(run.json.at("faces").get<std::vector<int>>(), c.faces) << c.mode;

@@ -2,6 +2,7 @@
 #include <kelno/KObjSequence.h>
 
 #include "support/KTestData.h"
+#include "support/KToolRun.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -17,53 +18,6 @@
 #include <unistd.h>
 
 namespace {
-
-struct RunResult {
-    int exitCode = -1;
-    std::string out;
-    std::string err;
-};
-
-std::string shellQuote(const std::string& text) {
-    std::string quoted = "'";
-    for (char c : text) {
-        if (c == '\'')
-            quoted += "'\\''";
-        else
-            quoted += c;
-    }
-    return quoted + "'";
-}
-
-RunResult runTool(const std::vector<std::string>& args) {
-    char errName[] = "/tmp/kelno_cli_err_XXXXXX";
-    const int errFd = ::mkstemp(errName);
-    EXPECT_GE(errFd, 0);
-    ::close(errFd);
-
-    std::string command = shellQuote(KELNO_TOOL_PATH);
-    for (const std::string& arg : args)
-        command += " " + shellQuote(arg);
-    command += " 2>" + shellQuote(errName);
-
-    RunResult result;
-    FILE* pipe = ::popen(command.c_str(), "r");
-    EXPECT_NE(pipe, nullptr);
-    if (pipe) {
-        char chunk[4096];
-        std::size_t got;
-        while ((got = std::fread(chunk, 1, sizeof chunk, pipe)) > 0)
-            result.out.append(chunk, got);
-        const int status = ::pclose(pipe);
-        result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    }
-    std::ifstream errFile(errName);
-    std::stringstream err;
-    err << errFile.rdbuf();
-    result.err = err.str();
-    std::remove(errName);
-    return result;
-}
 
 const std::string kSamples = std::string(KELNO_SOURCE_DIR) + "/samples/obj_sequence";
 
@@ -100,7 +54,7 @@ void expectJsonMatchesReader(const nlohmann::json& json, const std::string& file
 } // namespace
 
 TEST(ObjSeqCommand, ResolvesTheFrameAndReportsThatFilesMesh) {
-    const RunResult run = runTool({"obj-seq", kSamples + "/wave_0001.obj", "3"});
+    const KelnoTest::ToolRun run = KelnoTest::RunTool({"obj-seq", kSamples + "/wave_0001.obj", "3"});
     ASSERT_EQ(run.exitCode, 0) << run.err;
     EXPECT_TRUE(run.err.empty()) << run.err;
     const nlohmann::json json = nlohmann::json::parse(run.out);
@@ -113,14 +67,15 @@ TEST(ObjSeqCommand, ResolvesTheFrameAndReportsThatFilesMesh) {
 }
 
 TEST(ObjSeqCommand, OffsetFractionalFramesAndFullArrays) {
-    RunResult run = runTool({"obj-seq", kSamples + "/wave_0001.obj", "7", "--offset", "-2", "--full"});
+    KelnoTest::ToolRun run =
+        KelnoTest::RunTool({"obj-seq", kSamples + "/wave_0001.obj", "7", "--offset", "-2", "--full"});
     ASSERT_EQ(run.exitCode, 0) << run.err;
     expectJsonMatchesReader(nlohmann::json::parse(run.out), kSamples + "/wave_0005.obj", true);
 
     // Frames truncate toward zero, as the node converts its time.
     for (const auto& [frame, offset, file] :
          {std::tuple{"11.9", "0", "wave_0011.obj"}, std::tuple{"-0.5", "1", "wave_0001.obj"}}) {
-        run = runTool({"obj-seq", kSamples + "/wave_0001.obj", frame, "--offset", offset});
+        run = KelnoTest::RunTool({"obj-seq", kSamples + "/wave_0001.obj", frame, "--offset", offset});
         ASSERT_EQ(run.exitCode, 0) << run.err;
         EXPECT_EQ(nlohmann::json::parse(run.out).at("file"), kSamples + "/" + file);
     }
@@ -133,7 +88,7 @@ TEST(ObjSeqCommand, FacesTheLoaderCannotBuildAreLeftOutAndCounted) {
     const std::string text = "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\nf 1 2\nf 1 2 4\n";
     ASSERT_EQ(::write(fd, text.data(), text.size()), static_cast<ssize_t>(text.size()));
     ::close(fd);
-    const RunResult run = runTool({"obj", name, "--full"});
+    const KelnoTest::ToolRun run = KelnoTest::RunTool({"obj", name, "--full"});
     std::remove(name);
     ASSERT_EQ(run.exitCode, 0) << run.err;
     const nlohmann::json json = nlohmann::json::parse(run.out);
@@ -160,7 +115,7 @@ TEST(ObjSeqCommand, UnreadableFilesPrintTheLoadersMessageAndExitOne) {
         {{"obj", "/nonexistent/mesh.obj"}, "/nonexistent/mesh.obj"},
     };
     for (const Case& c : cases) {
-        const RunResult run = runTool(c.args);
+        const KelnoTest::ToolRun run = KelnoTest::RunTool(c.args);
         EXPECT_EQ(run.exitCode, 1) << c.fileInMessage;
         EXPECT_TRUE(run.out.empty()) << run.out;
         EXPECT_EQ(run.err, "kelno: Failed to open the file: " + c.fileInMessage + "\n");
@@ -168,13 +123,13 @@ TEST(ObjSeqCommand, UnreadableFilesPrintTheLoadersMessageAndExitOne) {
 }
 
 TEST(ObjCommand, ReportsOneFileFullyAndAgreesWithTheReader) {
-    RunResult run = runTool({"obj", kSamples + "/wave_0012.obj", "--full"});
+    KelnoTest::ToolRun run = KelnoTest::RunTool({"obj", kSamples + "/wave_0012.obj", "--full"});
     ASSERT_EQ(run.exitCode, 0) << run.err;
     expectJsonMatchesReader(nlohmann::json::parse(run.out), kSamples + "/wave_0012.obj", true);
 
     const std::string real = "real/obj_sequences/fluid_test/fluid_test_000100.obj";
     if (KelnoTest::dataExists(real)) {
-        run = runTool({"obj", KelnoTest::dataPath(real), "--full"});
+        run = KelnoTest::RunTool({"obj", KelnoTest::dataPath(real), "--full"});
         ASSERT_EQ(run.exitCode, 0) << run.err;
         expectJsonMatchesReader(nlohmann::json::parse(run.out), KelnoTest::dataPath(real), true);
     }
@@ -184,14 +139,14 @@ TEST(ObjCommand, HelpOnEveryLevelAndUsageErrors) {
     for (const std::vector<std::string>& args :
          {std::vector<std::string>{"--help"}, std::vector<std::string>{"obj-seq", "--help"},
           std::vector<std::string>{"obj", "--help"}}) {
-        const RunResult run = runTool(args);
+        const KelnoTest::ToolRun run = KelnoTest::RunTool(args);
         EXPECT_EQ(run.exitCode, 0);
         EXPECT_NE(run.out.find("Usage:"), std::string::npos) << run.out;
     }
-    EXPECT_NE(runTool({"--help"}).out.find("obj-seq"), std::string::npos);
-    EXPECT_NE(runTool({"obj-seq", "--help"}).out.find("--offset"), std::string::npos);
+    EXPECT_NE(KelnoTest::RunTool({"--help"}).out.find("obj-seq"), std::string::npos);
+    EXPECT_NE(KelnoTest::RunTool({"obj-seq", "--help"}).out.find("--offset"), std::string::npos);
 
-    EXPECT_NE(runTool({"obj"}).exitCode, 0);
-    EXPECT_NE(runTool({"obj-seq", kSamples + "/wave_0001.obj"}).exitCode, 0);
-    EXPECT_NE(runTool({"obj-seq", kSamples + "/wave_0001.obj", "two"}).exitCode, 0);
+    EXPECT_NE(KelnoTest::RunTool({"obj"}).exitCode, 0);
+    EXPECT_NE(KelnoTest::RunTool({"obj-seq", kSamples + "/wave_0001.obj"}).exitCode, 0);
+    EXPECT_NE(KelnoTest::RunTool({"obj-seq", kSamples + "/wave_0001.obj", "two"}).exitCode, 0);
 }

@@ -3,6 +3,7 @@
 
 #include "support/KTestMeshes.h"
 #include "support/KTestTrees.h"
+#include "support/KToolRun.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -17,25 +18,6 @@
 
 namespace {
 
-struct RunResult {
-    int exitCode = -1;
-    std::string out;
-};
-
-RunResult runTool(const std::string& args) {
-    RunResult r;
-    FILE* pipe = ::popen((std::string("'") + KELNO_TOOL_PATH + "' " + args + " 2>/dev/null").c_str(), "r");
-    if (!pipe)
-        return r;
-    char chunk[4096];
-    std::size_t got;
-    while ((got = std::fread(chunk, 1, sizeof chunk, pipe)) > 0)
-        r.out.append(chunk, got);
-    const int status = ::pclose(pipe);
-    r.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return r;
-}
-
 std::string tempPath(const std::string& name) { return ::testing::TempDir() + "kelno_skeleton_" + name; }
 
 } // namespace
@@ -45,8 +27,8 @@ TEST(SkeletonCommand, SmallTreeChainsAndHierarchy) {
     const std::string obj = tempPath("tree.obj"), chainsObj = tempPath("chains.obj");
     ASSERT_TRUE(KelnoTest::writeObj(obj, KelnoTest::mergePieces(pieces)));
 
-    const RunResult r =
-        runTool("skeleton '" + obj + "' --split --iter 50 --dist 0.4 --curves --obj '" + chainsObj + "'");
+    const KelnoTest::ToolRun r = KelnoTest::RunToolLine(
+        "skeleton '" + obj + "' --split --iter 50 --dist 0.4 --curves --obj '" + chainsObj + "'");
     ASSERT_EQ(r.exitCode, 0) << r.out;
     const nlohmann::json j = nlohmann::json::parse(r.out);
     ASSERT_EQ(j.at("meshes"), 4);
@@ -91,13 +73,13 @@ TEST(SkeletonCommand, Failures) {
     const std::string cube = tempPath("cube.obj");
     ASSERT_TRUE(KelnoTest::writeObj(cube, KelnoTest::makeCube()));
     // A closed mesh has the single-point chain (0,0,0), which cannot become a curve.
-    RunResult r = runTool("skeleton '" + cube + "'");
+    KelnoTest::ToolRun r = KelnoTest::RunToolLine("skeleton '" + cube + "'");
     ASSERT_EQ(r.exitCode, 0);
     EXPECT_EQ(nlohmann::json::parse(r.out).at("chains"), nlohmann::json::parse("[[[0,0,0]]]"));
     for (const std::string& args :
          {"skeleton '" + cube + "' --curves", std::string("skeleton /no/such.obj"),
           "skeleton '" + cube + "' --iter 0", "skeleton '" + cube + "' --dist -1"}) {
-        r = runTool(args);
+        r = KelnoTest::RunToolLine(args);
         EXPECT_EQ(r.exitCode, 1) << args;
         EXPECT_TRUE(r.out.empty()) << args;
     }
