@@ -400,6 +400,49 @@ TEST(AlembicDamage, DamagedSamplesFailTheReadAndLeaveOutputsAlone) {
     std::remove(path.c_str());
 }
 
+// A sample stored in chunks far larger than the file: the library would allocate a whole chunk
+// (gigabytes) to read the few values. The read is refused before the library is asked.
+TEST(AlembicDamage, Hdf5SamplesInChunksLargerThanTheFileAreRefused) {
+    const std::string path = ::testing::TempDir() + "kelno_hdf5_huge_chunk.abc";
+    KelnoTest::MeshScene scene;
+    scene.positions = {{0, 0, 0, 1, 0, 0, 0, 1, 0}};
+    scene.faceCounts = {3};
+    scene.faceIndices = {0, 1, 2};
+    scene.translateX = {0};
+    KelnoTest::writeMeshSceneHdf5(path, scene);
+    const hid_t file = H5Fopen(path.c_str(), H5F_ACC_RDWR, H5P_DEFAULT);
+    ASSERT_GE(file, 0);
+    const hid_t geom = H5Gopen2(file, "/ABC/xform/mesh/.prop/.geom", H5P_DEFAULT);
+    ASSERT_GE(geom, 0);
+    ASSERT_GE(H5Ldelete(geom, "P.smp0", H5P_DEFAULT), 0);
+    const hsize_t size = 9, unlimited = H5S_UNLIMITED, chunk = hsize_t(1) << 29; // 2 GB of floats
+    const hid_t space = H5Screate_simple(1, &size, &unlimited);
+    const hid_t layout = H5Pcreate(H5P_DATASET_CREATE);
+    ASSERT_GE(H5Pset_chunk(layout, 1, &chunk), 0);
+    const hid_t d = H5Dcreate2(geom, "P.smp0", H5T_IEEE_F32LE, space, H5P_DEFAULT, layout, H5P_DEFAULT);
+    ASSERT_GE(d, 0);
+    const unsigned char key[16] = {};
+    KelnoTest::Hdf5Writer::numbers(d, "key", H5T_STD_U8LE, H5T_NATIVE_UCHAR, key, 16);
+    H5Dclose(d);
+    H5Pclose(layout);
+    H5Sclose(space);
+    H5Gclose(geom);
+    H5Fclose(file);
+
+    KAlembicArchive archive;
+    ASSERT_TRUE(archive.open(path.c_str())) << archive.errorString().str();
+    KAlembicObjectArray objects;
+    GetAllDescendantObjects(archive.topObject(), objects, true);
+    ASSERT_EQ(objects.length(), 2);
+    KVectorArray positions;
+    KString error;
+    EXPECT_FALSE(objects[1].getPolyMeshData(&positions, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                            nullptr, 0, &error));
+    EXPECT_NE(error.str().find("stored in chunks larger than the file"), std::string::npos) << error.str();
+    EXPECT_TRUE(positions.empty());
+    std::remove(path.c_str());
+}
+
 TEST(AlembicDamage, DeepHierarchiesAreRefusedNotOverflowingTheStack) {
     const std::string path = ::testing::TempDir() + "kelno_deep.abc";
     {
