@@ -46,5 +46,7 @@ void registerUvApplyCommand(CLI::App& uv);
 // colliders): the plug-in's collision tools on mesh files.
 void registerCheckCollisionCommand(CLI::App& app);
 void registerInsideCommand(CLI::App& app);
+// `kelno xform`: the best rigid transform from one mesh file onto another, per copy.
+void registerXformCommand(CLI::App& app);
 
 } // namespace KelnoCli

@@ -7,6 +7,7 @@
 #include "KDrawOverride.h"
 #include "KEnvSphere.h"
 #include "KExportUVs.h"
+#include "KGetXForm.h"
 #include "KImportUVs.h"
 #include "KMeshLoader.h"
 #include "KPluginRegistration.h"
@@ -48,6 +49,7 @@ const KNodeRegistration kNodes[] = {
 };
 
 const KCommandRegistration kCommands[] = {
+    {&KGetXForm::commandName, &KGetXForm::creator, &KGetXForm::newSyntax},
     {&KExportUVs::commandName, &KExportUVs::creator, &KExportUVs::newSyntax},
     {&KImportUVs::commandName, &KImportUVs::creator, &KImportUVs::newSyntax},
     {&KTransferUVs::commandName, &KTransferUVs::creator, &KTransferUVs::newSyntax},

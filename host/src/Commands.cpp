@@ -38,10 +38,20 @@ MSyntax::MSyntax(const MSyntax& o) = default;
 MSyntax::~MSyntax() {}
 MSyntax& MSyntax::operator=(const MSyntax& o) = default;
 
+// Flag names are compared without their leading dash: the host takes the names as given, with
+// or without it, and a word "-xPv" on a command line matches a flag added as "xPv".
+std::string MSyntax::bareName(const char* name) {
+    return name[0] == '-' ? std::string(name + 1) : std::string(name);
+}
+
 MStatus MSyntax::addFlag(const char* shortName, const char* longName, MArgType a1, MArgType a2, MArgType a3,
                          MArgType a4, MArgType a5, MArgType a6) {
-    if (!shortName || !longName || shortName[0] != '-' || longName[0] != '-' || std::strlen(shortName) > 5 ||
-        std::strlen(shortName) < 2 || findFlag(shortName) || findFlag(longName))
+    if (!shortName || !longName)
+        return MS::kFailure;
+    const std::string bareShort = bareName(shortName);
+    const std::string bareLong = bareName(longName);
+    if (bareShort.empty() || bareShort.size() > 4 || bareLong.empty() || findFlag(shortName) ||
+        findFlag(longName))
         return MS::kFailure;
     Flag f{shortName, longName, {}, false};
     for (MArgType t : {a1, a2, a3, a4, a5, a6})
@@ -51,8 +61,9 @@ MStatus MSyntax::addFlag(const char* shortName, const char* longName, MArgType a
     return MS::kSuccess;
 }
 MStatus MSyntax::makeFlagMultiUse(const char* flagName) {
+    const Flag* named = findFlag(flagName);
     for (Flag& f : fFlags)
-        if (f.shortName == flagName || f.longName == flagName) {
+        if (&f == named) {
             f.multiUse = true;
             return MS::kSuccess;
         }
@@ -92,17 +103,12 @@ MStatus MSyntax::setMaxObjects(unsigned int n) {
 MStatus MSyntax::enableQuery(bool) { return MS::kSuccess; }
 MStatus MSyntax::enableEdit(bool) { return MS::kSuccess; }
 const MSyntax::Flag* MSyntax::findFlag(const char* name) const {
-    if (!name)
+    if (!name || !name[0])
         return nullptr;
+    const std::string bare = bareName(name);
     for (const Flag& f : fFlags)
-        if (f.shortName == name || f.longName == name)
+        if (bareName(f.shortName.c_str()) == bare || bareName(f.longName.c_str()) == bare)
             return &f;
-    // Flags may be given without their leading dash.
-    std::string dashed = std::string("-") + name;
-    if (name[0] != '-')
-        for (const Flag& f : fFlags)
-            if (f.shortName == dashed || f.longName == dashed)
-                return &f;
     return nullptr;
 }
 

@@ -164,8 +164,32 @@ TEST(MSyntaxTest, DuplicateOrMalformedFlagsAreRefused) {
     EXPECT_TRUE(s.addFlag("-f", "-file", MSyntax::kString));
     EXPECT_FALSE(s.addFlag("-f", "-other"));
     EXPECT_FALSE(s.addFlag("-o", "-file"));
-    EXPECT_FALSE(s.addFlag("x", "-x"));
+    EXPECT_FALSE(s.addFlag("f", "-fresh")) << "taken without its dash";
     EXPECT_FALSE(s.addFlag("-toolong", "-t"));
+    EXPECT_FALSE(s.addFlag("-", "-empty"));
+}
+
+// Names given without a dash are kept so and matched with or without it, on the command line as
+// in the queries.
+TEST(MSyntaxTest, FlagsAddedWithoutADash) {
+    MSyntax s;
+    ASSERT_TRUE(s.addFlag("xPv", "xPivot", MSyntax::kDouble));
+    ASSERT_TRUE(s.addFlag("-sm", "-sMeshName", MSyntax::kString));
+    MArgList args;
+    for (const char* w : {"-xPv", "2.5", "-sMeshName", "mesh1"})
+        args.addArg(MString(w));
+    MStatus st;
+    MArgDatabase db(s, args, &st);
+    ASSERT_TRUE(st);
+    double x = 0.0;
+    MString mesh;
+    EXPECT_TRUE(db.isFlagSet("xPv"));
+    EXPECT_TRUE(db.isFlagSet("-xPivot"));
+    EXPECT_TRUE(db.getFlagArgument("xPivot", 0, x));
+    EXPECT_EQ(x, 2.5);
+    EXPECT_TRUE(db.getFlagArgument("sm", 0, mesh));
+    EXPECT_EQ(mesh, "mesh1");
+    EXPECT_FALSE(db.isFlagSet("yPv"));
 }
 
 } // namespace

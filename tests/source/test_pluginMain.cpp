@@ -80,12 +80,13 @@ TEST_F(PluginMainTest, LoadAndUnloadInEveryApplicationState) {
         EXPECT_EQ(info->id, 0x90003u);
         EXPECT_EQ(info->kind, MPxNode::kDependNode);
         EXPECT_EQ(succeededCalls(),
-                  (std::vector<std::string>{
-                      "KMeshLoader 0x90003", "KEnvSphere 0x90004",
-                      "drawdb/geometry/KEnvSphere KEnvSphereNodePlugin", "KTreeSkeletonGen 0x90006",
-                      "drawdb/geometry/KTreeSkeletonGen KTreeSkeletonGenNodePlugin", "KExportUVs",
-                      "KImportUVs", "KTransferUVs", "KCheckCollisionCmd", "KDetectInsideComponentsCmd",
-                      "KTreeSkeletonGenCmd", "CreateKelnoMenu DeleteKelnoMenu"}));
+                  (std::vector<std::string>{"KMeshLoader 0x90003", "KEnvSphere 0x90004",
+                                            "drawdb/geometry/KEnvSphere KEnvSphereNodePlugin",
+                                            "KTreeSkeletonGen 0x90006",
+                                            "drawdb/geometry/KTreeSkeletonGen KTreeSkeletonGenNodePlugin",
+                                            "KGetXForm", "KExportUVs", "KImportUVs", "KTransferUVs",
+                                            "KCheckCollisionCmd", "KDetectInsideComponentsCmd",
+                                            "KTreeSkeletonGenCmd", "CreateKelnoMenu DeleteKelnoMenu"}));
         ASSERT_EQ(Host::sourcedScripts().size(), static_cast<size_t>(KelnoTest::kScriptCount));
         for (int i = 0; i < KelnoTest::kScriptCount; ++i)
             EXPECT_EQ(Host::sourcedScripts()[i].name, KelnoTest::kPluginScripts[i]);
@@ -104,7 +105,7 @@ TEST_F(PluginMainTest, LoadAndUnloadInEveryApplicationState) {
                   (std::vector<std::string>{
                       "KMeshLoader 0x90003", "drawdb/geometry/KEnvSphere KEnvSphereNodePlugin",
                       "KEnvSphere 0x90004", "drawdb/geometry/KTreeSkeletonGen KTreeSkeletonGenNodePlugin",
-                      "KTreeSkeletonGen 0x90006", "KExportUVs", "KImportUVs", "KTransferUVs",
+                      "KTreeSkeletonGen 0x90006", "KGetXForm", "KExportUVs", "KImportUVs", "KTransferUVs",
                       "KCheckCollisionCmd", "KDetectInsideComponentsCmd", "KTreeSkeletonGenCmd"}));
         EXPECT_EQ(Host::nodeType("KMeshLoader"), nullptr);
         EXPECT_EQ(Host::executedCommands(), c.onUnload);

@@ -29,8 +29,10 @@ class OPENMAYA_EXPORT MSyntax {
     ~MSyntax();
     MSyntax& operator=(const MSyntax& other);
 
-    // Short names start with "-" and are at most four characters after it; long names start with
-    // "-". Fails when either name is already used.
+    // Names are kept as given, with or without a leading "-"; they are matched without it, so a
+    // flag added as "xPv" is found as "xPv" or "-xPv" and is written "-xPv" on a command line.
+    // Short names are one to four characters besides the dash. Fails when either name is
+    // already used.
     MStatus addFlag(const char* shortName, const char* longName, MArgType argType1 = kNoArg,
                     MArgType argType2 = kNoArg, MArgType argType3 = kNoArg, MArgType argType4 = kNoArg,
                     MArgType argType5 = kNoArg, MArgType argType6 = kNoArg);
@@ -52,6 +54,7 @@ class OPENMAYA_EXPORT MSyntax {
         std::vector<MArgType> args;
         bool multiUse;
     };
+    // The flag of that short or long name, with or without its leading dash; null when none.
     const Flag* findFlag(const char* name) const;
     MObjectFormat objectFormat() const { return fObjectFormat; }
     bool selectionIsDefault() const { return fUseSelection; }
@@ -59,6 +62,7 @@ class OPENMAYA_EXPORT MSyntax {
     unsigned int maxObjects() const { return fMaxObjects; }
 
   private:
+    static std::string bareName(const char* name);
     std::vector<Flag> fFlags;
     std::vector<MArgType> fArgs;
     MObjectFormat fObjectFormat;
