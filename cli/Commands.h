@@ -46,5 +46,7 @@ void registerUvApplyCommand(CLI::App& uv);
 // colliders): the plug-in's collision tools on mesh files.
 void registerCheckCollisionCommand(CLI::App& app);
 void registerInsideCommand(CLI::App& app);
+// `kelno clip`: the mesh clipper on mesh files.
+void registerClipCommand(CLI::App& app);
 
 } // namespace KelnoCli
