@@ -1,9 +1,7 @@
-// `kelno clip` run as a user would: a grid clipped by a small cube in each mode, and a real scan
-// checked against the library's core.
-#include <kelno/KMeshClip.h>
+// `kelno clip` run as a user would: a grid clipped by a small cube in each mode, and bad input.
 #include <kelno/KObjSequence.h>
 
-#include "support/KTestData.h"
+#include "support/KGridAndMotion.h"
 #include "support/KTestMeshes.h"
 
 #include <gtest/gtest.h>
@@ -71,14 +69,8 @@ Kelno::KObjMesh readBack(const std::string& path) {
 }
 
 TEST(ClipCommand, ModesOnAGrid) {
-    // A 3 x 3 grid of unit quads; the box holds its vertex 5 at (1, 1) only.
-    Kelno::KMesh grid;
-    for (int y = 0; y <= 3; ++y)
-        for (int x = 0; x <= 3; ++x)
-            grid.positions.push_back(Kelno::KVector(static_cast<float>(x), static_cast<float>(y), 0));
-    for (int y = 0; y < 3; ++y)
-        for (int x = 0; x < 3; ++x)
-            grid.faces.push_back(Kelno::KIntArray{4 * y + x, 4 * y + x + 1, 4 * y + x + 5, 4 * y + x + 4});
+    // The box holds grid vertex 5 at (1, 1) only.
+    const Kelno::KMesh grid = KelnoTest::makeGrid();
     Kelno::KMesh cube;
     cube.positions =
         KelnoTest::makeCube(Kelno::KVector(0.9f, 0.9f, -0.1f), Kelno::KVector(1.1f, 1.1f, 0.1f)).positions;
@@ -123,52 +115,6 @@ TEST(ClipCommand, ModesOnAGrid) {
     }
     EXPECT_EQ(runTool("clip --help").exitCode, 0);
     for (const std::string& f : {gridFile, cubeFile})
-        std::remove(f.c_str());
-}
-
-TEST(ClipCommand, RealScanMatchesTheCore) {
-    KELNO_REQUIRE_DATA("meshes/bunny.obj");
-    const std::string bunny = KelnoTest::dataPath("meshes/bunny.obj");
-    Kelno::KTriMesh scan;
-    ASSERT_TRUE(KelnoTest::readObj(bunny, scan));
-    const Kelno::KBoundingBox whole = scan.boundingBox(true);
-    // A box over the lower half of the scan, given as a two-point mesh.
-    Kelno::KMesh corners;
-    corners.positions = {whole.min(),
-                         whole.min() + Kelno::KVector(whole.size().x, whole.size().y * 0.5f, whole.size().z)};
-    const std::string boxFile = writeObj("box", corners), out = tempPath("bunny");
-    const ToolRun in = runTool("clip " + bunny + " --box-of " + boxFile + " --out " + out);
-    ASSERT_EQ(in.exitCode, 0) << in.err;
-    const ToolRun outside =
-        runTool("clip " + bunny + " --box-of " + boxFile + " --mode outside --out " + out);
-    ASSERT_EQ(outside.exitCode, 0) << outside.err;
-    const int faces = in.json["faces"];
-    EXPECT_EQ(static_cast<int>(in.json["facesKept"]) + static_cast<int>(outside.json["facesKept"]), faces);
-    EXPECT_GT(in.json["facesInside"], 1000);
-    EXPECT_GT(in.json["facesOutside"], 1000);
-
-    // The same count from the core on the same file and box (the box read back as written).
-    Kelno::KObjMesh obj = readBack(bunny);
-    Kelno::RemoveUnbuildableFaces(obj);
-    Kelno::KMesh mesh;
-    for (const Kelno::KObjPoint& p : obj.points)
-        mesh.positions.push_back(
-            Kelno::KVector(static_cast<float>(p.x), static_cast<float>(p.y), static_cast<float>(p.z)));
-    int first = 0;
-    for (int count : obj.polygonCounts) {
-        mesh.faces.push_back(Kelno::KIntArray(obj.polygonConnects.begin() + first,
-                                              obj.polygonConnects.begin() + first + count));
-        first += count;
-    }
-    Kelno::KObjMesh boxObj = readBack(boxFile);
-    Kelno::KBoundingBox box;
-    for (const Kelno::KObjPoint& p : boxObj.points)
-        box.expand(Kelno::KVector(static_cast<float>(p.x), static_cast<float>(p.y), static_cast<float>(p.z)));
-    Kelno::KIntArray ids;
-    Kelno::FacesToClip(mesh, box, Kelno::KClipMode::InsideBox, ids);
-    EXPECT_EQ(in.json["facesRemoved"], ids.length());
-    EXPECT_EQ(readBack(out).polygonCounts.length(), outside.json["facesKept"]);
-    for (const std::string& f : {boxFile, out})
         std::remove(f.c_str());
 }
 

@@ -1,11 +1,13 @@
 // Clipping by a box: which faces touch it, the two modes, and a real scan.
 #include <kelno/KMeshClip.h>
+#include <kelno/KObjSequence.h>
 
+#include "support/KGridAndMotion.h"
 #include "support/KTestData.h"
-#include "support/KTestMeshes.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <vector>
 
 namespace {
@@ -15,20 +17,6 @@ using Kelno::KClipMode;
 using Kelno::KMesh;
 using Kelno::KVector;
 
-// A 3 x 3 grid of unit quads in the XY plane, from (0, 0) to (3, 3); face f = 3 * row + column.
-KMesh grid() {
-    KMesh m;
-    for (int y = 0; y <= 3; ++y)
-        for (int x = 0; x <= 3; ++x)
-            m.positions.push_back(KVector(static_cast<float>(x), static_cast<float>(y), 0));
-    for (int y = 0; y < 3; ++y)
-        for (int x = 0; x < 3; ++x) {
-            const int v = 4 * y + x;
-            m.faces.push_back(Kelno::KIntArray{v, v + 1, v + 5, v + 4});
-        }
-    return m;
-}
-
 std::vector<int> ids(const KMesh& m, const KBoundingBox& box, KClipMode mode) {
     Kelno::KIntArray out;
     Kelno::FacesToClip(m, box, mode, out);
@@ -36,7 +24,7 @@ std::vector<int> ids(const KMesh& m, const KBoundingBox& box, KClipMode mode) {
 }
 
 TEST(KMeshClip, FacesTouchingTheBox) {
-    const KMesh m = grid();
+    const KMesh m = KelnoTest::makeGrid();
     const struct {
         const char* what;
         KBoundingBox box;
@@ -66,7 +54,7 @@ TEST(KMeshClip, FacesTouchingTheBox) {
 }
 
 TEST(KMeshClip, ClipKeepsVerticesAndFaceOrderAndSkipsBadIndices) {
-    KMesh m = grid();
+    KMesh m = KelnoTest::makeGrid();
     m.faces.push_back(Kelno::KIntArray{99, -1, 15}); // broken corners never touch
     const KBoundingBox box({-0.5f, -0.5f, -1}, {0.5f, 0.5f, 1});
     EXPECT_EQ(ids(m, box, KClipMode::InsideBox), std::vector<int>{0});

@@ -11,6 +11,7 @@
 #include <maya/MIntArray.h>
 #include <maya/MPlug.h>
 
+#include "support/KGridAndMotion.h"
 #include "support/KHostMesh.h"
 #include "support/KTestMeshes.h"
 
@@ -20,20 +21,6 @@
 #include <vector>
 
 namespace {
-
-// A 3 x 3 grid of unit quads in the XY plane, from (0, 0) to (3, 3); face f = 3 * row + column.
-Kelno::KMesh grid() {
-    Kelno::KMesh m;
-    for (int y = 0; y <= 3; ++y)
-        for (int x = 0; x <= 3; ++x)
-            m.positions.push_back(Kelno::KVector(static_cast<float>(x), static_cast<float>(y), 0));
-    for (int y = 0; y < 3; ++y)
-        for (int x = 0; x < 3; ++x) {
-            const int v = 4 * y + x;
-            m.faces.push_back(Kelno::KIntArray{v, v + 1, v + 5, v + 4});
-        }
-    return m;
-}
 
 class KMeshClipperTest : public testing::Test {
   protected:
@@ -56,7 +43,7 @@ class KMeshClipperTest : public testing::Test {
         // The box around grid vertex 5 at (1, 1) only.
         box = KelnoTest::polygons(
             KelnoTest::makeCube(Kelno::KVector(0.9f, 0.9f, -0.1f), Kelno::KVector(1.1f, 1.1f, 0.1f)));
-        gridShape = KelnoTest::addShape(grid());
+        gridShape = KelnoTest::addShape(KelnoTest::makeGrid());
         boxShape = KelnoTest::addShape(box);
         ASSERT_TRUE(Host::connect(gridShape + ".outMesh", name + ".mesh0"));
         ASSERT_TRUE(Host::connect(boxShape + ".outMesh", name + ".mesh1"));

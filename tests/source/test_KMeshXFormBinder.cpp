@@ -13,6 +13,7 @@
 #include <maya/MPlug.h>
 #include <maya/MTransformationMatrix.h>
 
+#include "support/KGridAndMotion.h"
 #include "support/KHostMesh.h"
 #include "support/KTestMeshes.h"
 
@@ -24,30 +25,6 @@
 namespace {
 
 const std::string kNode = "KMeshXFormBinder1";
-
-// Rotation by `angle` about the unit `axis`, for row vectors.
-Kelno::KMatrix4d rotation(const double axis[3], double angle) {
-    const double c = std::cos(angle), s = std::sin(angle), C = 1 - c;
-    const double x = axis[0], y = axis[1], z = axis[2];
-    const double col[3][3] = {{c + x * x * C, x * y * C - z * s, x * z * C + y * s},
-                              {y * x * C + z * s, c + y * y * C, y * z * C - x * s},
-                              {z * x * C - y * s, z * y * C + x * s, c + z * z * C}};
-    Kelno::KMatrix4d m;
-    for (int i = 0; i < 3; ++i)
-        for (int j = 0; j < 3; ++j)
-            m.m[i][j] = col[j][i];
-    return m;
-}
-
-Kelno::KTriMesh transformed(const Kelno::KTriMesh& rest, const Kelno::KMatrix4d& r, const double t[3]) {
-    Kelno::KTriMesh out = rest;
-    for (Kelno::KVector& p : out.positions) {
-        const double in[3] = {p.x, p.y, p.z};
-        for (int j = 0; j < 3; ++j)
-            p[j] = static_cast<float>(in[0] * r.m[0][j] + in[1] * r.m[1][j] + in[2] * r.m[2][j] + t[j]);
-    }
-    return out;
-}
 
 class KMeshXFormBinderTest : public testing::Test {
   protected:
@@ -153,21 +130,18 @@ TEST_F(KMeshXFormBinderTest, FollowsTheMovingMesh) {
 
     const double axis[3] = {0.48, 0.6, 0.64};
     const double move[3] = {1.5, -0.5, 2.0};
-    const Kelno::KMatrix4d q = rotation(axis, 0.9);
-    KelnoTest::setShape(shape, KelnoTest::polygons(transformed(rest, q, move)));
+    const KelnoTest::RigidMotion motion(axis, 0.9, move);
+    KelnoTest::setShape(shape, KelnoTest::polygons(motion.apply(rest)));
+    double moved[3];
+    motion.apply(p, moved);
     for (short order = 0; order < 6; ++order) {
         SCOPED_TRACE(order);
         ASSERT_TRUE(Host::plug(kNode + ".rotationOrder").setValue(order));
         outputs(t, r);
-        for (int k = 0; k < 3; ++k) {
-            const double moved = p.x * q.m[0][k] + p.y * q.m[1][k] + p.z * q.m[2][k] + move[k];
-            EXPECT_NEAR(t[k], moved - p[k], 2e-5);
-        }
+        for (int k = 0; k < 3; ++k)
+            EXPECT_NEAR(t[k], moved[k] - p[k], 2e-5);
         // The angles are the host's decomposition of the motion's rotation in that order.
-        MMatrix qm;
-        for (int i = 0; i < 3; ++i)
-            for (int j = 0; j < 3; ++j)
-                qm(i, j) = q.m[i][j];
+        const MMatrix qm(motion.r.m);
         auto hostOrder =
             static_cast<MTransformationMatrix::RotationOrder>(MTransformationMatrix::kXYZ + order);
         double angles[3];
@@ -186,9 +160,9 @@ TEST_F(KMeshXFormBinderTest, PositionChangesAndRebinding) {
     outputs(t, r);
     const Kelno::KMeshBinding first = storedBinding();
 
-    const double lift[3] = {0, 0, 1};
-    const double none[3] = {0, 0, 0};
-    KelnoTest::setShape(shape, KelnoTest::polygons(transformed(rest, rotation(none, 0), lift)));
+    const double zAxis[3] = {0, 0, 1}, lift[3] = {0, 0, 1};
+    const Kelno::KTriMesh lifted = KelnoTest::RigidMotion(zAxis, 0.0, lift).apply(rest);
+    KelnoTest::setShape(shape, KelnoTest::polygons(lifted));
     outputs(t, r);
     EXPECT_NEAR(t[2], 1.0, 1e-6);
 
@@ -207,7 +181,7 @@ TEST_F(KMeshXFormBinderTest, PositionChangesAndRebinding) {
     ASSERT_TRUE(Host::plug(kNode + ".rotationOrder").setValue(static_cast<short>(0)));
     outputs(t, r);
     Kelno::KMeshBinding expected;
-    ASSERT_TRUE(Kelno::BindPoint(transformed(rest, rotation(none, 0), lift), q, expected));
+    ASSERT_TRUE(Kelno::BindPoint(lifted, q, expected));
     EXPECT_EQ(storedBinding().triangle, expected.triangle);
     for (int k = 0; k < 3; ++k)
         EXPECT_NEAR(t[k], 0.0, 1e-6) << "bound to the lifted mesh: no displacement";
