@@ -25,6 +25,7 @@ int run(int argc, char** argv) {
     KelnoCli::registerCheckCollisionCommand(app);
     KelnoCli::registerInsideCommand(app);
     KelnoCli::registerXformCommand(app);
+    KelnoCli::registerClipCommand(app);
 
     try {
         app.parse(argc, argv);

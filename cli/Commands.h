@@ -48,5 +48,7 @@ void registerCheckCollisionCommand(CLI::App& app);
 void registerInsideCommand(CLI::App& app);
 // `kelno xform`: the best rigid transform from one mesh file onto another, per copy.
 void registerXformCommand(CLI::App& app);
+// `kelno clip`: the mesh clipper on mesh files.
+void registerClipCommand(CLI::App& app);
 
 } // namespace KelnoCli

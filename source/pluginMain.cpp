@@ -9,7 +9,9 @@
 #include "KExportUVs.h"
 #include "KGetXForm.h"
 #include "KImportUVs.h"
+#include "KMeshClipper.h"
 #include "KMeshLoader.h"
+#include "KMeshXFormBinder.h"
 #include "KPluginRegistration.h"
 #include "KTransferUVs.h"
 #include "KTreeSkeletonGen.h"
@@ -39,6 +41,10 @@ const KNodeRegistration kNodes[] = {
     //   draw classification, draw-registrant ID, draw-override creator (locators only)
     {&KMeshLoader::nodeTypeName, &KMeshLoader::nodeTypeId, &KMeshLoader::creator, &KMeshLoader::initialize,
      MPxNode::kDependNode, nullptr, nullptr, nullptr},
+    {&KMeshClipper::nodeTypeName, &KMeshClipper::nodeTypeId, &KMeshClipper::creator,
+     &KMeshClipper::initialize, MPxNode::kDependNode, nullptr, nullptr, nullptr},
+    {&KMeshXFormBinder::nodeTypeName, &KMeshXFormBinder::nodeTypeId, &KMeshXFormBinder::creator,
+     &KMeshXFormBinder::initialize, MPxNode::kDependNode, nullptr, nullptr, nullptr},
     {&KEnvSphere::nodeTypeName, &KEnvSphere::nodeTypeId, &KEnvSphere::creator, &KEnvSphere::initialize,
      MPxNode::kLocatorNode, &KEnvSphere::drawDbClassification, &KEnvSphere::drawRegistrantId,
      &Kelno::KDrawOverride<KEnvSphere>::Creator},

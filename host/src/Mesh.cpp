@@ -88,6 +88,37 @@ MeshGeometry* geometry(const MObject& o) {
     }
     return &mhost::as<Data>(v.data)->mesh;
 }
+
+// Puts a built mesh where create and copy put it: into a mesh data owner, or into a new shape
+// under the given transform or under a new transform (the null object).
+MObject placeMesh(MFnMesh& fn, const MeshGeometry& mesh, MObject parentOrOwner, MStatus* st) {
+    if (parentOrOwner.hasFn(MFn::kMeshData)) {
+        mhost::as<Data>(parentOrOwner)->mesh = mesh;
+        fn.setObject(parentOrOwner);
+        setStatus(st, MS::kSuccess);
+        return parentOrOwner;
+    }
+    Node* parent = mhost::as<Node>(parentOrOwner);
+    if (parent && (!parent->alive || !parentOrOwner.hasFn(MFn::kTransform))) {
+        setStatus(st, MS::kInvalidParameter);
+        return MObject();
+    }
+    MStatus made;
+    auto shape = mhost::createNode(mhost::findType("mesh"), "polySurfaceShape#", parent, &made);
+    if (!shape) {
+        setStatus(st, made);
+        return MObject();
+    }
+    auto data = std::make_shared<Data>(MFn::kMeshData);
+    data->mesh = mesh;
+    mhost::Attribute* inMesh = shape->type->findAttribute("inMesh");
+    shape->slot(inMesh).data = MObject(data);
+    mhost::valueChanged(shape.get(), inMesh);
+    fn.setObject(shape->handle());
+    setStatus(st, MS::kSuccess);
+    // Under a given transform the new shape is returned; otherwise the transform made for it.
+    return parent ? shape->handle() : shape->parents[0]->handle();
+}
 } // namespace
 
 MFnMesh::MFnMesh() {}
@@ -136,42 +167,14 @@ MObject MFnMesh::create(int numVertices, int numPolygons, const MPointArray& ver
             mesh.connects.push_back(polygonConnects[static_cast<unsigned int>(i)]);
     }
 
-    if (parentOrOwner.hasFn(MFn::kMeshData)) {
-        Data* d = mhost::as<Data>(parentOrOwner);
-        d->mesh = valid ? mesh : MeshGeometry();
-        if (!valid) {
-            setStatus(st, MS::kInvalidParameter);
-            return MObject();
-        }
-        fObject = parentOrOwner;
-        setStatus(st, MS::kSuccess);
-        return parentOrOwner;
-    }
     if (!valid) {
+        // A data owner is left empty.
+        if (parentOrOwner.hasFn(MFn::kMeshData))
+            mhost::as<Data>(parentOrOwner)->mesh = MeshGeometry();
         setStatus(st, MS::kInvalidParameter);
         return MObject();
     }
-    // A new shape, under the given transform or a new one.
-    Node* parent = mhost::as<Node>(parentOrOwner);
-    if (parent && (!parent->alive || !parentOrOwner.hasFn(MFn::kTransform))) {
-        setStatus(st, MS::kInvalidParameter);
-        return MObject();
-    }
-    MStatus made;
-    auto shape = mhost::createNode(mhost::findType("mesh"), "polySurfaceShape#", parent, &made);
-    if (!shape) {
-        setStatus(st, made);
-        return MObject();
-    }
-    auto data = std::make_shared<Data>(MFn::kMeshData);
-    data->mesh = mesh;
-    mhost::Attribute* inMesh = shape->type->findAttribute("inMesh");
-    shape->slot(inMesh).data = MObject(data);
-    mhost::valueChanged(shape.get(), inMesh);
-    MFnDagNode::setObject(shape->handle());
-    setStatus(st, MS::kSuccess);
-    // Under a given transform the new shape is returned; otherwise the transform made for it.
-    return parent ? shape->handle() : shape->parents[0]->handle();
+    return placeMesh(*this, mesh, parentOrOwner, st);
 }
 
 MObject MFnMesh::create(int numVertices, int numPolygons, const MPointArray& vertexArray,
@@ -189,6 +192,17 @@ MObject MFnMesh::create(int numVertices, int numPolygons, const MPointArray& ver
     if (made)
         setUVs(uArray, vArray);
     return result;
+}
+
+MObject MFnMesh::copy(const MObject& source, MObject parentOrOwner, MStatus* st) {
+    MeshGeometry* from = geometry(source);
+    if (!from) {
+        setStatus(st, MS::kInvalidParameter);
+        return MObject();
+    }
+    // Copied first: the owner may hold the source itself.
+    const MeshGeometry mesh = *from;
+    return placeMesh(*this, mesh, parentOrOwner, st);
 }
 
 MStatus MFnMesh::copyInPlace(const MObject& source) {

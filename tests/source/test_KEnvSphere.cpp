@@ -393,9 +393,10 @@ TEST_F(EnvSphereTest, ThePluginRegistersTheSphereWithItsOverrideAndTearsDownAfte
     for (const auto& r : Host::registrationLog())
         calls.push_back(r.name);
     // Nodes come first; the commands that follow are checked with the plug-in's tables.
-    ASSERT_GE(calls.size(), 3u);
-    EXPECT_EQ(std::vector<std::string>(calls.begin(), calls.begin() + 3),
-              (std::vector<std::string>{"KMeshLoader", "drawdb/geometry/KEnvSphere", "KEnvSphere"}))
+    ASSERT_GE(calls.size(), 5u);
+    EXPECT_EQ(std::vector<std::string>(calls.begin(), calls.begin() + 5),
+              (std::vector<std::string>{"KMeshLoader", "KMeshClipper", "KMeshXFormBinder",
+                                        "drawdb/geometry/KEnvSphere", "KEnvSphere"}))
         << "same order as registration, the override before its node";
     EXPECT_TRUE(Host::registeredDrawOverrides().empty());
 }

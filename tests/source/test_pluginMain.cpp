@@ -79,14 +79,14 @@ TEST_F(PluginMainTest, LoadAndUnloadInEveryApplicationState) {
         ASSERT_NE(info, nullptr);
         EXPECT_EQ(info->id, 0x90003u);
         EXPECT_EQ(info->kind, MPxNode::kDependNode);
-        EXPECT_EQ(succeededCalls(),
-                  (std::vector<std::string>{"KMeshLoader 0x90003", "KEnvSphere 0x90004",
-                                            "drawdb/geometry/KEnvSphere KEnvSphereNodePlugin",
-                                            "KTreeSkeletonGen 0x90006",
-                                            "drawdb/geometry/KTreeSkeletonGen KTreeSkeletonGenNodePlugin",
-                                            "KGetXForm", "KExportUVs", "KImportUVs", "KTransferUVs",
-                                            "KCheckCollisionCmd", "KDetectInsideComponentsCmd",
-                                            "KTreeSkeletonGenCmd", "CreateKelnoMenu DeleteKelnoMenu"}));
+        EXPECT_EQ(
+            succeededCalls(),
+            (std::vector<std::string>{
+                "KMeshLoader 0x90003", "KMeshClipper 0x90001", "KMeshXFormBinder 0x90002",
+                "KEnvSphere 0x90004", "drawdb/geometry/KEnvSphere KEnvSphereNodePlugin",
+                "KTreeSkeletonGen 0x90006", "drawdb/geometry/KTreeSkeletonGen KTreeSkeletonGenNodePlugin",
+                "KGetXForm", "KExportUVs", "KImportUVs", "KTransferUVs", "KCheckCollisionCmd",
+                "KDetectInsideComponentsCmd", "KTreeSkeletonGenCmd", "CreateKelnoMenu DeleteKelnoMenu"}));
         ASSERT_EQ(Host::sourcedScripts().size(), static_cast<size_t>(KelnoTest::kScriptCount));
         for (int i = 0; i < KelnoTest::kScriptCount; ++i)
             EXPECT_EQ(Host::sourcedScripts()[i].name, KelnoTest::kPluginScripts[i]);
@@ -103,8 +103,9 @@ TEST_F(PluginMainTest, LoadAndUnloadInEveryApplicationState) {
         // Same order as the load, each draw override before its node.
         EXPECT_EQ(succeededCalls(),
                   (std::vector<std::string>{
-                      "KMeshLoader 0x90003", "drawdb/geometry/KEnvSphere KEnvSphereNodePlugin",
-                      "KEnvSphere 0x90004", "drawdb/geometry/KTreeSkeletonGen KTreeSkeletonGenNodePlugin",
+                      "KMeshLoader 0x90003", "KMeshClipper 0x90001", "KMeshXFormBinder 0x90002",
+                      "drawdb/geometry/KEnvSphere KEnvSphereNodePlugin", "KEnvSphere 0x90004",
+                      "drawdb/geometry/KTreeSkeletonGen KTreeSkeletonGenNodePlugin",
                       "KTreeSkeletonGen 0x90006", "KGetXForm", "KExportUVs", "KImportUVs", "KTransferUVs",
                       "KCheckCollisionCmd", "KDetectInsideComponentsCmd", "KTreeSkeletonGenCmd"}));
         EXPECT_EQ(Host::nodeType("KMeshLoader"), nullptr);

@@ -47,6 +47,10 @@
 //     implemented: the plug-in's nodes declare attributeAffects and override neither;
 //   - with instancing, MDagPath::getAPathTo follows each node's first parent: the plug-in reads
 //     the first instance of an instanced shape, as its helpers document;
+//   - MTransformationMatrix keeps only the matrix it is built from: getRotation decomposes its
+//     rotation (rows scaled to unit length) in the order it is given and leaves that order as it
+//     is, rather than using an order stored with the transformation; an order outside kXYZ ..
+//     kZYX fails. The plug-in passes the order it wants and reads only the angles;
 //   - MDagPath::extendToShape follows the class reference (exactly one non-intermediate shape
 //     below, otherwise kFailure); an older guide page says the host takes the first shape, so
 //     the mesh helpers choose the shape themselves and do not depend on either reading.

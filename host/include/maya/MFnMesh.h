@@ -55,6 +55,10 @@ class OPENMAYA_EXPORT MFnMesh : public MFnDagNode {
                    const MIntArray& polygonCounts, const MIntArray& polygonConnects,
                    const MFloatArray& uArray, const MFloatArray& vArray,
                    MObject parentOrOwner = MObject::kNullObj, MStatus* ReturnStatus = NULL);
+    // A copy of the mesh of `source` (mesh data or a mesh shape), placed as create places a new
+    // mesh: into a mesh data owner, or into a new shape. kInvalidParameter for anything else.
+    MObject copy(const MObject& source, MObject parentOrOwner = MObject::kNullObj,
+                 MStatus* ReturnStatus = NULL);
     MStatus copyInPlace(const MObject& source);
 
     int numVertices(MStatus* ReturnStatus = NULL) const;
