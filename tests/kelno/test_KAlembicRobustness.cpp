@@ -1,6 +1,7 @@
 // The Alembic reader on production archives, on damaged files and from many threads.
 #include <kelno/KAlembic.h>
 
+#include "support/KAlembicReads.h"
 #include "support/KHdf5Writer.h"
 #include "support/KOgawaWriter.h"
 #include "support/KTestData.h"
@@ -28,24 +29,8 @@ void store64(std::vector<unsigned char>& b, std::size_t at, std::uint64_t v) {
     std::memcpy(b.data() + at, &v, 8);
 }
 
-struct MeshRead {
-    bool ok = false;
-    KVectorArray positions;
-    KIntArray counts;
-    KIntArray indices;
-    KMatrix xform;
-    bool operator==(const MeshRead& o) const {
-        return ok == o.ok && positions == o.positions && counts == o.counts && indices == o.indices &&
-               xform == o.xform;
-    }
-};
-
-MeshRead readMesh(const KAlembicObject& object, int sample) {
-    MeshRead r;
-    r.ok = object.getPolyMeshData(&r.positions, nullptr, &r.counts, &r.indices, nullptr, &r.xform, nullptr,
-                                  nullptr, sample);
-    return r;
-}
+using KelnoTest::MeshRead;
+using KelnoTest::readMesh;
 
 // The polygon meshes of an archive, depth-first.
 KAlembicObjectArray meshesOf(const KAlembicArchive& archive) {
@@ -103,16 +88,7 @@ int exerciseArchive(const KAlembicArchive& archive) {
             if (!o.getPolyMeshData(&positions, &velocities, &counts, &indices, &box, &m, &uvs, &uvIndices, s))
                 continue;
             ++meshReads;
-            long long sum = 0;
-            for (int c : counts) {
-                EXPECT_GE(c, 0);
-                sum += c;
-            }
-            EXPECT_EQ(sum, indices.length());
-            for (int v : indices) {
-                EXPECT_GE(v, 0);
-                EXPECT_LT(v, positions.length());
-            }
+            KelnoTest::expectConsistent(counts, indices, positions.length());
         }
     }
     return meshReads;
