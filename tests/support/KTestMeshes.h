@@ -1,7 +1,7 @@
 // Small mesh generators and a tiny OBJ reader for tests and benchmarks.
 //
 // Generators build closed and open shapes with consistent (outward, counter-clockwise) winding:
-// a cube, an open cylinder, a torus, a UV sphere and random triangle soups. readObj loads the
+// a cube, an open cylinder, a torus and random triangle soups. readObj loads the
 // real scans of the shared data through the library's OBJ reader, fanning polygons.
 // subdivideMidpoint splits every triangle into four coplanar ones (the surface is unchanged);
 // mergePieces puts meshes side by side in one, writeObj writes one as OBJ text.
