@@ -7,14 +7,10 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstdio>
 #include <fstream>
-#include <iterator>
-#include <sstream>
 #include <string>
-#include <sys/wait.h>
 #include <unistd.h>
 
 using nlohmann::json;
@@ -68,7 +64,7 @@ TEST(AbcCommand, DumpGivesWorldSpaceMeshesAndVisibility) {
     const json e = expected("visibility");
     for (int sample : {0, 4, 9}) {
         const KelnoTest::ToolRun run = KelnoTest::RunToolLine("abc dump " + fixture("visibility.abc") +
-                                                          " --sample " + std::to_string(sample));
+                                                              " --sample " + std::to_string(sample));
         ASSERT_EQ(run.exitCode, 0) << run.err;
         const json j = json::parse(run.out);
         EXPECT_EQ(j.at("sample"), sample);
@@ -109,7 +105,7 @@ TEST(AbcCommand, DumpOfOneObjectAndOfSamplesPastTheEnd) {
     const json e = expected("deforming_mesh").at("polymeshes")[0];
     const std::string path = e.at("path");
     const KelnoTest::ToolRun run = KelnoTest::RunToolLine("abc dump " + fixture("deforming_mesh.abc") +
-                                                      " --object " + path + " --sample 500");
+                                                          " --object " + path + " --sample 500");
     ASSERT_EQ(run.exitCode, 0) << run.err;
     const json j = json::parse(run.out);
     ASSERT_EQ(j.at("meshes").size(), 1u);
@@ -125,24 +121,21 @@ TEST(AbcCommand, DumpOfOneObjectAndOfSamplesPastTheEnd) {
 }
 
 TEST(AbcCommand, Hdf5TwinsPrintWhatTheirOgawaOriginalsPrint) {
+    // The reader gives every twin the same values (test_KAlembic checks each against one expected
+    // file); here the tool's output on a few of them.
     const std::pair<std::string, std::string> twins[] = {
-        {"acyclic_time.abc", "hdf5/acyclic_time.abc"},
-        {"animated_xforms.abc", "hdf5/animated_xforms.abc"},
-        {"cyclic_time.abc", "hdf5/cyclic_time.abc"},
-        {"deforming_mesh.abc", "hdf5/deforming_mesh.abc"},
-        {"empty_mesh.abc", "hdf5/empty_mesh.abc"},
-        {"mixed_schemas.abc", "hdf5/mixed_schemas.abc"},
-        {"static_cube.abc", "hdf5/static_cube.abc"},
-        {"variable_topology.abc", "hdf5/variable_topology.abc"},
         {"visibility.abc", "hdf5/visibility.abc"},
+        {"variable_topology.abc", "hdf5/variable_topology.abc"},
         {"../real/alembic/cortex_animatedCube_ogawa.abc", "../real/alembic/cortex_animatedCube_hdf5.abc"},
     };
     for (const auto& twin : twins) {
         KELNO_REQUIRE_DATA("alembic/" + twin.second);
         for (const std::string command : {"info", "ls", "dump --sample 0", "dump --sample 5"}) {
             SCOPED_TRACE(twin.second + ": " + command);
-            const KelnoTest::ToolRun ogawa = KelnoTest::RunToolLine("abc " + command + " " + fixture(twin.first));
-            const KelnoTest::ToolRun hdf5 = KelnoTest::RunToolLine("abc " + command + " " + fixture(twin.second));
+            const KelnoTest::ToolRun ogawa =
+                KelnoTest::RunToolLine("abc " + command + " " + fixture(twin.first));
+            const KelnoTest::ToolRun hdf5 =
+                KelnoTest::RunToolLine("abc " + command + " " + fixture(twin.second));
             ASSERT_EQ(hdf5.exitCode, 0) << hdf5.err;
             json a = json::parse(ogawa.out);
             json b = json::parse(hdf5.out);
@@ -165,11 +158,8 @@ TEST(AbcCommand, UnopenableFilesExitOneWithOneReasonLine) {
     // A truncated HDF5 archive.
     const std::string truncated =
         ::testing::TempDir() + "kelno_abc_truncated_" + std::to_string(getpid()) + ".abc";
-    {
-        std::ifstream in(fixture("hdf5/static_cube.abc"), std::ios::binary);
-        std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-        std::ofstream(truncated, std::ios::binary) << bytes.substr(0, bytes.size() / 2);
-    }
+    const std::string bytes = KelnoTest::readBytes(fixture("hdf5/static_cube.abc"));
+    KelnoTest::writeBytes(truncated, bytes.substr(0, bytes.size() / 2));
     const struct {
         std::string file;
         std::string reason;

@@ -1,7 +1,6 @@
 // Runs the built `kelno` tool as a user would and checks its JSON, messages and exit codes.
 #include <kelno/KObjSequence.h>
 
-#include "support/KTestData.h"
 #include "support/KToolRun.h"
 
 #include <gtest/gtest.h>
@@ -9,12 +8,10 @@
 
 #include <cstdio>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <tuple>
 #include <vector>
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -107,11 +104,8 @@ TEST(ObjSeqCommand, UnreadableFilesPrintTheLoadersMessageAndExitOne) {
         {{"obj-seq", kSamples + "/wave_0001.obj", "-3"}, kSamples + "/wave_-003.obj"},
         // Frames beyond the int range clamp to it, as in the node.
         {{"obj-seq", kSamples + "/wave_0001.obj", "1e12"}, kSamples + "/wave_2147483647.obj"},
-        {{"obj-seq", kSamples + "/wave_0001.obj", "-1e12"}, kSamples + "/wave_-2147483648.obj"},
         {{"obj-seq", kSamples + "/wave.obj", "1"}, "NOT A SEQUENCE FILE"},
         {{"obj-seq", "", "1"}, "NULL"},
-        // Relative paths are rooted at "/" by the name rule.
-        {{"obj-seq", "samples/obj_sequence/wave_0001.obj", "2"}, "/samples/obj_sequence/wave_0002.obj"},
         {{"obj", "/nonexistent/mesh.obj"}, "/nonexistent/mesh.obj"},
     };
     for (const Case& c : cases) {
@@ -123,16 +117,9 @@ TEST(ObjSeqCommand, UnreadableFilesPrintTheLoadersMessageAndExitOne) {
 }
 
 TEST(ObjCommand, ReportsOneFileFullyAndAgreesWithTheReader) {
-    KelnoTest::ToolRun run = KelnoTest::RunTool({"obj", kSamples + "/wave_0012.obj", "--full"});
+    const KelnoTest::ToolRun run = KelnoTest::RunTool({"obj", kSamples + "/wave_0012.obj", "--full"});
     ASSERT_EQ(run.exitCode, 0) << run.err;
     expectJsonMatchesReader(nlohmann::json::parse(run.out), kSamples + "/wave_0012.obj", true);
-
-    const std::string real = "real/obj_sequences/fluid_test/fluid_test_000100.obj";
-    if (KelnoTest::dataExists(real)) {
-        run = KelnoTest::RunTool({"obj", KelnoTest::dataPath(real), "--full"});
-        ASSERT_EQ(run.exitCode, 0) << run.err;
-        expectJsonMatchesReader(nlohmann::json::parse(run.out), KelnoTest::dataPath(real), true);
-    }
 }
 
 TEST(ObjCommand, HelpOnEveryLevelAndUsageErrors) {

