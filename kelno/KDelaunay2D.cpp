@@ -228,20 +228,39 @@ struct Rng { // splitmix64: deterministic, so equal inputs give equal triangulat
     }
 };
 
-// Position of cell (x, y) along the Hilbert curve over a 65536 x 65536 grid.
-std::uint32_t hilbertIndex(std::uint32_t x, std::uint32_t y) {
-    std::uint32_t d = 0;
-    for (std::uint32_t s = 1u << 15; s > 0; s >>= 1) {
-        const std::uint32_t rx = (x & s) ? 1u : 0u;
-        const std::uint32_t ry = (y & s) ? 1u : 0u;
-        d += s * s * ((3u * rx) ^ ry);
-        if (ry == 0) {
-            if (rx == 1) {
-                x = 0xFFFFu - x;
-                y = 0xFFFFu - y;
-            }
-            std::swap(x, y);
-        }
+// Position of cell (x, y) along the Hilbert curve over a 65536 x 65536 grid, two levels at a
+// time through a table. The curve's state at a level is one of four transforms of the cell
+// bits (swap the axes, mirror both); flips and swaps commute, so two bits hold it.
+struct HilbertTable {
+    unsigned char step[64]; // [state:2][x bits:2][y bits:2] -> digits:4 | next state << 4
+    HilbertTable() {
+        for (int state = 0; state < 4; ++state)
+            for (int xb = 0; xb < 4; ++xb)
+                for (int yb = 0; yb < 4; ++yb) {
+                    int swap = state & 1, flip = state >> 1, digits = 0;
+                    for (int level = 1; level >= 0; --level) {
+                        int bx = ((xb >> level) & 1) ^ flip;
+                        int by = ((yb >> level) & 1) ^ flip;
+                        const int rx = swap ? by : bx;
+                        const int ry = swap ? bx : by;
+                        digits = (digits << 2) | ((3 * rx) ^ ry);
+                        if (ry == 0) {
+                            flip ^= rx;
+                            swap ^= 1;
+                        }
+                    }
+                    step[(state << 4) | (xb << 2) | yb] =
+                        static_cast<unsigned char>(digits | ((swap | (flip << 1)) << 4));
+                }
+    }
+};
+
+std::uint32_t hilbertIndex(const HilbertTable& table, std::uint32_t x, std::uint32_t y) {
+    std::uint32_t d = 0, state = 0;
+    for (int shift = 14; shift >= 0; shift -= 2) {
+        const unsigned e = table.step[(state << 4) | (((x >> shift) & 3u) << 2) | ((y >> shift) & 3u)];
+        d = (d << 4) | (e & 15u);
+        state = e >> 4;
     }
     return d;
 }
@@ -295,6 +314,8 @@ struct Pt {
 struct Tri {
     int v[3]; // corners, counter-clockwise; 0 is the vertex at infinity
     int n[3]; // n[k]: the triangle across the edge v[k] -> v[k+1]
+    int mark; // the vertex whose cavity last took this triangle in
+    int pad;
 };
 
 const int kNext[3] = {1, 2, 0};
@@ -308,13 +329,13 @@ class Triangulator {
     std::vector<Pt> pts;     // index 0 unused (the vertex at infinity)
     std::vector<int> source; // input index of each vertex
     std::vector<Tri> tris;
-    std::vector<int> mark;
     std::vector<int> startTri;
     std::vector<int> cavity, stack;
     std::vector<Boundary> boundary;
     int walkStart = 0;
     int duplicates = 0;
     Rng rng{0x2545F4914F6CDD1Dull};
+    std::uint32_t walkBits = 0x9E3779B9u; // xorshift state: the first edge tried on each step
 
     bool isGhost(const Tri& t) const { return t.v[0] == 0 || t.v[1] == 0 || t.v[2] == 0; }
 
@@ -348,18 +369,17 @@ class Triangulator {
     }
 
     int newTri() {
-        tris.push_back(Tri());
-        mark.push_back(-1);
+        tris.push_back(Tri{{0, 0, 0}, {0, 0, 0}, -1, 0});
         return static_cast<int>(tris.size()) - 1;
     }
 
     // First triangle (a, b, c) counter-clockwise and its three ghosts.
     void start(int a, int b, int c) {
         const int t = newTri(), gab = newTri(), gbc = newTri(), gca = newTri();
-        tris[t] = Tri{{a, b, c}, {gab, gbc, gca}};
-        tris[gab] = Tri{{b, a, 0}, {t, gca, gbc}};
-        tris[gbc] = Tri{{c, b, 0}, {t, gab, gca}};
-        tris[gca] = Tri{{a, c, 0}, {t, gbc, gab}};
+        tris[t] = Tri{{a, b, c}, {gab, gbc, gca}, -1, 0};
+        tris[gab] = Tri{{b, a, 0}, {t, gca, gbc}, -1, 0};
+        tris[gbc] = Tri{{c, b, 0}, {t, gab, gca}, -1, 0};
+        tris[gca] = Tri{{a, c, 0}, {t, gbc, gab}, -1, 0};
         walkStart = t;
     }
 
@@ -369,8 +389,10 @@ class Triangulator {
         int prev = -1;
         for (;;) {
             const Tri& T = tris[static_cast<std::size_t>(t)];
-            const int k0 = static_cast<int>(rng.below(3));
-            int k = k0;
+            walkBits ^= walkBits << 13;
+            walkBits ^= walkBits >> 17;
+            walkBits ^= walkBits << 5;
+            int k = static_cast<int>((static_cast<std::uint64_t>(walkBits) * 3u) >> 32);
             int next = -1;
             for (int i = 0; i < 3; ++i) {
                 const int nb = T.n[k];
@@ -411,7 +433,7 @@ class Triangulator {
         cavity.clear();
         stack.clear();
         boundary.clear();
-        mark[seed] = v;
+        tris[seed].mark = v;
         cavity.push_back(seed);
         stack.push_back(seed);
         while (!stack.empty()) {
@@ -419,10 +441,10 @@ class Triangulator {
             stack.pop_back();
             for (int k = 0; k < 3; ++k) {
                 const int nb = tris[t].n[k];
-                if (mark[nb] == v)
+                if (tris[nb].mark == v)
                     continue;
                 if (conflicts(tris[nb], p)) {
-                    mark[nb] = v;
+                    tris[nb].mark = v;
                     cavity.push_back(nb);
                     stack.push_back(nb);
                 } else {
@@ -493,11 +515,12 @@ KDelaunay2D::KDelaunay2D(KFloat2Array& points, int& triangleCount, KIntArray& tr
     const double extent = std::max(maxX - minX, maxY - minY);
     const double scale = extent > 0.0 ? 65535.0 / extent : 0.0;
     std::vector<std::uint64_t> order(static_cast<std::size_t>(m));
+    static const HilbertTable table;
     for (int i = 0; i < m; ++i) {
         const KFloat2& p = points[static_cast<std::size_t>(finite[static_cast<std::size_t>(i)])];
         const std::uint32_t qx = static_cast<std::uint32_t>(std::min(65535.0, (p.x - minX) * scale));
         const std::uint32_t qy = static_cast<std::uint32_t>(std::min(65535.0, (p.y - minY) * scale));
-        order[static_cast<std::size_t>(i)] = (static_cast<std::uint64_t>(hilbertIndex(qx, qy)) << 32) |
+        order[static_cast<std::size_t>(i)] = (static_cast<std::uint64_t>(hilbertIndex(table, qx, qy)) << 32) |
                                              static_cast<std::uint32_t>(finite[static_cast<std::size_t>(i)]);
     }
     std::vector<int>().swap(finite);
@@ -542,7 +565,6 @@ KDelaunay2D::KDelaunay2D(KFloat2Array& points, int& triangleCount, KIntArray& tr
 
     const std::size_t expected = 2 * static_cast<std::size_t>(m) + 8;
     tr.tris.reserve(expected);
-    tr.mark.reserve(expected);
     tr.startTri.assign(static_cast<std::size_t>(m) + 1, 0);
     if (side > 0)
         tr.start(1, second_, third);
