@@ -54,6 +54,12 @@ class KELNO_API KDelaunay2D {
     int _nonFinite = 0;
 };
 
+// The ground-plane point of a 3D point that the Delaunay command and the command-line tool
+// triangulate: (z, x), the height y left out. With z as the first axis and x as the second, a
+// counter-clockwise triangle in that plane has its normal along +y, so the faces of a
+// triangulated height field face up.
+inline KFloat2 GroundPlanePoint(const KVector& p) { return KFloat2{p.z, p.x}; }
+
 namespace KDelaunayPredicates {
 
 // Sign of the determinant | ax-cx  ay-cy ; bx-cx  by-cy |: +1 when a, b, c turn

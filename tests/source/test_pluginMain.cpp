@@ -85,7 +85,7 @@ TEST_F(PluginMainTest, LoadAndUnloadInEveryApplicationState) {
                       "drawdb/geometry/KEnvSphere KEnvSphereNodePlugin", "KTreeSkeletonGen 0x90006",
                       "drawdb/geometry/KTreeSkeletonGen KTreeSkeletonGenNodePlugin", "KExportUVs",
                       "KImportUVs", "KTransferUVs", "KCheckCollisionCmd", "KDetectInsideComponentsCmd",
-                      "KTreeSkeletonGenCmd", "CreateKelnoMenu DeleteKelnoMenu"}));
+                      "KDelaunay2DCmd", "KTreeSkeletonGenCmd", "CreateKelnoMenu DeleteKelnoMenu"}));
         ASSERT_EQ(Host::sourcedScripts().size(), static_cast<size_t>(KelnoTest::kScriptCount));
         for (int i = 0; i < KelnoTest::kScriptCount; ++i)
             EXPECT_EQ(Host::sourcedScripts()[i].name, KelnoTest::kPluginScripts[i]);
@@ -100,12 +100,13 @@ TEST_F(PluginMainTest, LoadAndUnloadInEveryApplicationState) {
         ASSERT_TRUE(unload(&err));
         EXPECT_EQ(err, "");
         // Same order as the load, each draw override before its node.
-        EXPECT_EQ(succeededCalls(),
-                  (std::vector<std::string>{
-                      "KMeshLoader 0x90003", "drawdb/geometry/KEnvSphere KEnvSphereNodePlugin",
-                      "KEnvSphere 0x90004", "drawdb/geometry/KTreeSkeletonGen KTreeSkeletonGenNodePlugin",
-                      "KTreeSkeletonGen 0x90006", "KExportUVs", "KImportUVs", "KTransferUVs",
-                      "KCheckCollisionCmd", "KDetectInsideComponentsCmd", "KTreeSkeletonGenCmd"}));
+        EXPECT_EQ(
+            succeededCalls(),
+            (std::vector<std::string>{
+                "KMeshLoader 0x90003", "drawdb/geometry/KEnvSphere KEnvSphereNodePlugin",
+                "KEnvSphere 0x90004", "drawdb/geometry/KTreeSkeletonGen KTreeSkeletonGenNodePlugin",
+                "KTreeSkeletonGen 0x90006", "KExportUVs", "KImportUVs", "KTransferUVs", "KCheckCollisionCmd",
+                "KDetectInsideComponentsCmd", "KDelaunay2DCmd", "KTreeSkeletonGenCmd"}));
         EXPECT_EQ(Host::nodeType("KMeshLoader"), nullptr);
         EXPECT_EQ(Host::executedCommands(), c.onUnload);
     }
