@@ -24,6 +24,7 @@ int run(int argc, char** argv) {
     KelnoCli::registerUvCommand(app);
     KelnoCli::registerCheckCollisionCommand(app);
     KelnoCli::registerInsideCommand(app);
+    KelnoCli::registerDelaunayCommand(app);
 
     try {
         app.parse(argc, argv);

@@ -46,5 +46,7 @@ void registerUvApplyCommand(CLI::App& uv);
 // colliders): the plug-in's collision tools on mesh files.
 void registerCheckCollisionCommand(CLI::App& app);
 void registerInsideCommand(CLI::App& app);
+// `kelno delaunay`: the plug-in's Delaunay 2D command on a point file.
+void registerDelaunayCommand(CLI::App& app);
 
 } // namespace KelnoCli
