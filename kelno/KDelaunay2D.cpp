@@ -147,13 +147,103 @@ const double kEps = 1.1102230246251565e-16; // 2^-53, half an ulp of 1
 const double kOrientBound = (3.0 + 16.0 * kEps) * kEps;
 const double kInCircleBound = (10.0 + 96.0 * kEps) * kEps;
 
+inline int trailingZeros(std::uint64_t v) { // v != 0
+#if defined(__GNUC__) || defined(__clang__)
+    return __builtin_ctzll(v);
+#else
+    int n = 0;
+    while ((v & 1u) == 0) {
+        v >>= 1;
+        ++n;
+    }
+    return n;
+#endif
+}
+
+// The differences a[i] - b[i] as small integers: when every difference is exact in double
+// precision and all of them are whole multiples of one power of two 2^e with magnitudes below
+// 2^(e + bits), writes them divided by 2^e (a positive common factor, which keeps the sign of
+// any homogeneous determinant) and returns true. Nearby points given in single precision, the
+// usual case of a degenerate test, always qualify.
+bool scaledDifferences(const double* a, const double* b, int n, int bits, double* out) {
+    int low = 1 << 20, high = -(1 << 20);
+    for (int i = 0; i < n; ++i) {
+        double tail;
+        twoDiff(a[i], b[i], out[i], tail);
+        if (tail != 0.0)
+            return false;
+        if (out[i] == 0.0)
+            continue;
+        std::uint64_t word;
+        std::memcpy(&word, &out[i], sizeof word);
+        const int biased = static_cast<int>((word >> 52) & 0x7FFu);
+        if (biased == 0)
+            return false; // subnormal: not worth a special case
+        std::uint64_t mantissa = (word & ((1ull << 52) - 1)) | (1ull << 52);
+        const int zeros = trailingZeros(mantissa);
+        low = std::min(low, biased - 1075 + zeros); // lowest set bit
+        high = std::max(high, biased - 1022);       // |value| < 2^high
+    }
+    if (high - low > bits)
+        return false;
+    if (low < -1000 || low > 1000) {
+        for (int i = 0; i < n; ++i)
+            out[i] = std::ldexp(out[i], -low);
+        return true;
+    }
+    const std::uint64_t scaleWord = static_cast<std::uint64_t>(1023 - low) << 52; // 2^-low
+    double scale;
+    std::memcpy(&scale, &scaleWord, sizeof scale);
+    for (int i = 0; i < n; ++i)
+        out[i] *= scale;
+    return true;
+}
+
 KELNO_NOINLINE int orientExact(double ax, double ay, double bx, double by, double cx, double cy) {
+    // Integers below 2^26: both products and their difference are exact.
+    const double from[4] = {ax, by, ay, bx}, to[4] = {cx, cy, cy, cx};
+    double d[4];
+    if (scaledDifferences(from, to, 4, 26, d))
+        return signOf(d[0] * d[1] - d[2] * d[3]);
     const Exp<2> acx = diff(ax, cx), bcy = diff(by, cy), acy = diff(ay, cy), bcx = diff(bx, cx);
     return add(mul(acx, bcy), neg(mul(acy, bcx))).sign();
 }
 
 KELNO_NOINLINE int inCircleExact(double ax, double ay, double bx, double by, double cx, double cy, double dx,
                                  double dy) {
+    // Integers below 2^25: the lifts and the 2 x 2 minors are exact (below 2^51), so only the
+    // three final products need splitting.
+    const double from[6] = {ax, ay, bx, by, cx, cy}, to[6] = {dx, dy, dx, dy, dx, dy};
+    double d[6];
+    if (scaledDifferences(from, to, 6, 25, d)) {
+        const double alift = d[0] * d[0] + d[1] * d[1];
+        const double blift = d[2] * d[2] + d[3] * d[3];
+        const double clift = d[4] * d[4] + d[5] * d[5];
+        const double bc = d[2] * d[5] - d[3] * d[4];
+        const double ca = d[4] * d[1] - d[5] * d[0];
+        const double ab = d[0] * d[3] - d[1] * d[2];
+#if defined(__SIZEOF_INT128__)
+        // Integers below 2^51 (exact as int64); their products and the sum fit in 128 bits.
+        __extension__ typedef __int128 Wide;
+        const Wide det = static_cast<Wide>(static_cast<std::int64_t>(alift)) * static_cast<std::int64_t>(bc) +
+                         static_cast<Wide>(static_cast<std::int64_t>(blift)) * static_cast<std::int64_t>(ca) +
+                         static_cast<Wide>(static_cast<std::int64_t>(clift)) * static_cast<std::int64_t>(ab);
+        return det > 0 ? 1 : (det < 0 ? -1 : 0);
+#else
+        double terms[6], sum[6], tmp[6];
+        twoProduct(alift, bc, terms[1], terms[0]);
+        twoProduct(blift, ca, terms[3], terms[2]);
+        twoProduct(clift, ab, terms[5], terms[4]);
+        int n = terms[0] != 0.0 ? 2 : 1;
+        sum[0] = terms[0] != 0.0 ? terms[0] : terms[1];
+        sum[1] = terms[1];
+        for (int i = 2; i < 6; ++i) {
+            n = growExpansion(n, sum, terms[i], tmp);
+            std::memcpy(sum, tmp, sizeof(double) * static_cast<std::size_t>(n));
+        }
+        return signOf(sum[n - 1]);
+#endif
+    }
     const Exp<2> adx = diff(ax, dx), ady = diff(ay, dy);
     const Exp<2> bdx = diff(bx, dx), bdy = diff(by, dy);
     const Exp<2> cdx = diff(cx, dx), cdy = diff(cy, dy);
@@ -223,9 +313,6 @@ struct Rng { // splitmix64: deterministic, so equal inputs give equal triangulat
         z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
         return z ^ (z >> 31);
     }
-    std::uint32_t below(std::uint32_t n) {
-        return static_cast<std::uint32_t>(((next() >> 32) * static_cast<std::uint64_t>(n)) >> 32);
-    }
 };
 
 // Position of cell (x, y) along the Hilbert curve over a 65536 x 65536 grid, two levels at a
@@ -287,18 +374,6 @@ void sortByKey(std::uint64_t* lo, std::uint64_t* hi, std::vector<std::uint64_t>&
         std::swap(src, dst);
     }
     // four passes: the result is back in [lo, hi)
-}
-
-// Biased randomised insertion order: after a shuffle, the last three quarters are put in curve
-// order, and the first quarter is ordered the same way recursively, so the points arrive in
-// rounds of growing size, each round along the curve.
-void orderRounds(std::uint64_t* lo, std::uint64_t* hi, std::vector<std::uint64_t>& tmp) {
-    while (hi - lo > 64) {
-        std::uint64_t* mid = lo + (hi - lo) / 4;
-        sortByKey(mid, hi, tmp);
-        hi = mid;
-    }
-    sortByKey(lo, hi, tmp);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -511,25 +586,36 @@ KDelaunay2D::KDelaunay2D(KFloat2Array& points, int& triangleCount, KIntArray& tr
     if (m < 3)
         return;
 
-    // Insertion order: curve keys on a square grid over the bounding box, then rounds.
+    // Biased randomised insertion order: every point draws a round, the last with probability
+    // 3/4, the one before with 3/16 and so on (at most 16 rounds), so that each round is a random
+    // sample about four times the size of the rounds before it; within a round the points follow
+    // the Hilbert curve over a square grid on the bounding box. One sort on (round, curve
+    // position) gives the order.
     const double extent = std::max(maxX - minX, maxY - minY);
     const double scale = extent > 0.0 ? 65535.0 / extent : 0.0;
     std::vector<std::uint64_t> order(static_cast<std::size_t>(m));
     static const HilbertTable table;
+    Triangulator tr;
     for (int i = 0; i < m; ++i) {
-        const KFloat2& p = points[static_cast<std::size_t>(finite[static_cast<std::size_t>(i)])];
+        const int src = finite[static_cast<std::size_t>(i)];
+        const KFloat2& p = points[static_cast<std::size_t>(src)];
         const std::uint32_t qx = static_cast<std::uint32_t>(std::min(65535.0, (p.x - minX) * scale));
         const std::uint32_t qy = static_cast<std::uint32_t>(std::min(65535.0, (p.y - minY) * scale));
-        order[static_cast<std::size_t>(i)] = (static_cast<std::uint64_t>(hilbertIndex(table, qx, qy)) << 32) |
-                                             static_cast<std::uint32_t>(finite[static_cast<std::size_t>(i)]);
+        std::uint64_t bits = tr.rng.next() | (1ull << 30);
+        int level = 0;
+        while ((bits & 3u) == 0) {
+            bits >>= 2;
+            ++level;
+        }
+        const std::uint32_t key =
+            (static_cast<std::uint32_t>(15 - level) << 28) | (hilbertIndex(table, qx, qy) >> 4);
+        order[static_cast<std::size_t>(i)] =
+            (static_cast<std::uint64_t>(key) << 32) | static_cast<std::uint32_t>(src);
     }
     std::vector<int>().swap(finite);
-    Triangulator tr;
-    for (int i = m - 1; i > 0; --i)
-        std::swap(order[static_cast<std::size_t>(i)], order[tr.rng.below(static_cast<std::uint32_t>(i + 1))]);
     {
         std::vector<std::uint64_t> tmp;
-        orderRounds(order.data(), order.data() + m, tmp);
+        sortByKey(order.data(), order.data() + m, tmp);
     }
 
     tr.pts.resize(static_cast<std::size_t>(m) + 1);
