@@ -352,7 +352,7 @@ std::uint32_t hilbertIndex(const HilbertTable& table, std::uint32_t x, std::uint
     return d;
 }
 
-// Stable sort of [lo, hi) by the upper 32 bits (the curve position).
+// Stable LSD radix sort of [lo, hi) by the upper 32 bits (round and curve position).
 void sortByKey(std::uint64_t* lo, std::uint64_t* hi, std::vector<std::uint64_t>& tmp) {
     const std::size_t n = static_cast<std::size_t>(hi - lo);
     if (n < 256) {

@@ -11,6 +11,7 @@
 #include <functional>
 #include <limits>
 #include <map>
+#include <ostream>
 #include <random>
 #include <set>
 #include <string>
@@ -197,6 +198,16 @@ const Case kCases[] = {
          return p;
      },
      true},
+    {"smallLatticeManyRepeats", // every kind of degeneracy at once
+     [] {
+         std::mt19937 rng(8);
+         std::uniform_int_distribution<int> c(0, 12);
+         KFloat2Array p;
+         for (int i = 0; i < 1500; ++i)
+             p.push_back(KFloat2{static_cast<float>(c(rng)), static_cast<float>(c(rng))});
+         return p;
+     },
+     true},
     {"collinearRunsPlusPoints",
      [] {
          KFloat2Array p;
@@ -268,6 +279,8 @@ const Case kCases[] = {
      },
      false},
 };
+
+void PrintTo(const Case& c, std::ostream* os) { *os << c.name; }
 
 class Triangulations : public ::testing::TestWithParam<Case> {};
 
