@@ -66,19 +66,27 @@ class Delaunay2DCmdTest : public testing::Test {
     }
 };
 
-TEST_F(Delaunay2DCmdTest, ThreePointsMakeOneTriangleUnderANewTransform) {
-    for (const char* flag : {"-pts", "-points"}) {
+TEST_F(Delaunay2DCmdTest, OneTriangleUnderANewTransform) {
+    // Counter-clockwise in (z, x), so facing +y: 0 -> 2 -> 1. A remainder that makes no point is
+    // ignored; a point repeating an earlier (z, x) stays a vertex that no face uses.
+    const struct {
+        const char* flag;
+        const char* points;
+        int vertices;
+    } rows[] = {{"-pts", "0 0 0 1 0 0 0 0 1", 3},
+                {"-points", "0 0 0 1 0 0 0 0 1", 3},
+                {"-pts", "0 0 0 1 0 0 0 0 1 7 7", 3},
+                {"-pts", "0 0 0 1 0 0 0 0 1 0 9 0", 4}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.points);
         Host::resetSession();
-        const Made m = run({flag, "0 0 0 1 0 0 0 0 1"});
-        ASSERT_TRUE(m.status) << flag;
+        const Made m = run({row.flag, row.points});
+        ASSERT_TRUE(m.status);
         EXPECT_TRUE(m.errors.empty());
         ASSERT_EQ(m.meshes.size(), 1u);
-        MFnMesh fn(m.meshes[0]);
-        EXPECT_EQ(fn.numVertices(), 3);
-        // Counter-clockwise in (z, x): 0 -> 2 -> 1, facing +y.
+        EXPECT_EQ(MFnMesh(m.meshes[0]).numVertices(), row.vertices);
         EXPECT_EQ(faces(m.meshes[0]), (std::set<std::vector<int>>{{0, 2, 1}}));
-        const MObject parent = MFnDagNode(m.meshes[0]).parent(0);
-        EXPECT_TRUE(parent.hasFn(MFn::kTransform));
+        EXPECT_TRUE(MFnDagNode(m.meshes[0]).parent(0).hasFn(MFn::kTransform));
     }
 }
 
@@ -125,22 +133,6 @@ TEST_F(Delaunay2DCmdTest, FailuresShowOneErrorAndLeaveTheSceneUntouched) {
         EXPECT_TRUE(m.meshes.empty());
         EXPECT_EQ(Host::nodesOfType("transform").size(), before);
     }
-}
-
-TEST_F(Delaunay2DCmdTest, TrailingValuesAreIgnoredAndRepeatsUseNoFace) {
-    const Made m = runPoints("0 0 0 1 0 0 0 0 1 7 7");
-    ASSERT_TRUE(m.status);
-    ASSERT_EQ(m.meshes.size(), 1u);
-    EXPECT_EQ(MFnMesh(m.meshes[0]).numVertices(), 3);
-    EXPECT_EQ(faces(m.meshes[0]), (std::set<std::vector<int>>{{0, 2, 1}}));
-
-    // The fourth point repeats the first in (z, x): it stays a vertex that no face uses.
-    Host::resetSession();
-    const Made r = runPoints("0 0 0 1 0 0 0 0 1 0 9 0");
-    ASSERT_TRUE(r.status);
-    ASSERT_EQ(r.meshes.size(), 1u);
-    EXPECT_EQ(MFnMesh(r.meshes[0]).numVertices(), 4);
-    EXPECT_EQ(faces(r.meshes[0]), (std::set<std::vector<int>>{{0, 2, 1}}));
 }
 
 } // namespace
