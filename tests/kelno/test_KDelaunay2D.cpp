@@ -239,6 +239,11 @@ const Case kCases[] = {
      },
      false},
     {"hugeAndTiny", [] { return uniform(80, 5, 1e30f) + uniform(80, 6, 1e-30f); }, true},
+    {"floatRangeEnds", // near the largest float, and subnormals (many of them repeat)
+     [] {
+         return uniform(40, 9, 3.4e38f) + uniform(60, 10, 1e-44f) + KFloat2Array{{3.4e38f, -3.4e38f}};
+     },
+     true},
     {"nonFiniteMixedIn",
      [] {
          KFloat2Array p = uniform(100, 7);
