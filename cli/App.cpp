@@ -26,6 +26,7 @@ int run(int argc, char** argv) {
     KelnoCli::registerInsideCommand(app);
     KelnoCli::registerXformCommand(app);
     KelnoCli::registerClipCommand(app);
+    KelnoCli::registerDelaunayCommand(app);
 
     try {
         app.parse(argc, argv);

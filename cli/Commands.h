@@ -50,5 +50,7 @@ void registerInsideCommand(CLI::App& app);
 void registerXformCommand(CLI::App& app);
 // `kelno clip`: the mesh clipper on mesh files.
 void registerClipCommand(CLI::App& app);
+// `kelno delaunay`: the plug-in's Delaunay 2D command on a point file.
+void registerDelaunayCommand(CLI::App& app);
 
 } // namespace KelnoCli

@@ -1,7 +1,7 @@
 // libFuzzer target for the command-line tool's argument handling: the input is split at NUL bytes
 // into at most 24 arguments and run through the whole tool in process (parsing, help, every
-// subcommand and its failures). Standard output is discarded; standard input is empty. The tool must return 0
-// or 1 and never crash.
+// subcommand and its failures). Standard output is discarded and standard input is empty. The
+// tool must return 0 or 1 and never crash.
 //
 // Inputs with arguments that could reach outside the folder the fuzzer runs in (absolute paths,
 // "..") are skipped, and every file a subcommand is asked to write ("--out", "--obj") is redirected
@@ -22,6 +22,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     static const bool quiet =
         std::freopen("/dev/null", "w", stdout) != nullptr && std::freopen("/dev/null", "r", stdin) != nullptr;
     (void)quiet;
+    // Subcommands that read standard input ("kelno delaunay -") find it empty.
+    static const bool noInput = std::freopen("/dev/null", "r", stdin) != nullptr;
+    (void)noInput;
 
     std::vector<std::string> args{"kelno"};
     std::string current;

@@ -3,6 +3,7 @@
 // New node and command classes join by one row in the tables below. The order of the rows is
 // the registration order and also the deregistration order.
 #include "KCheckCollisionCmd.h"
+#include "KDelaunay2DCmd.h"
 #include "KDetectInsideComponentsCmd.h"
 #include "KDrawOverride.h"
 #include "KEnvSphere.h"
@@ -62,6 +63,7 @@ const KCommandRegistration kCommands[] = {
     {&KCheckCollisionCmd::commandName, &KCheckCollisionCmd::creator, &KCheckCollisionCmd::newSyntax},
     {&KDetectInsideComponentsCmd::commandName, &KDetectInsideComponentsCmd::creator,
      &KDetectInsideComponentsCmd::newSyntax},
+    {&KDelaunay2DCmd::commandName, &KDelaunay2DCmd::creator, &KDelaunay2DCmd::newSyntax},
     {&KTreeSkeletonGenCmd::commandName, &KTreeSkeletonGenCmd::creator, &KTreeSkeletonGenCmd::newSyntax},
     {nullptr, nullptr, nullptr},
 };

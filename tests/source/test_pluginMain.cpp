@@ -86,7 +86,7 @@ TEST_F(PluginMainTest, LoadAndUnloadInEveryApplicationState) {
                 "KEnvSphere 0x90004", "drawdb/geometry/KEnvSphere KEnvSphereNodePlugin",
                 "KTreeSkeletonGen 0x90006", "drawdb/geometry/KTreeSkeletonGen KTreeSkeletonGenNodePlugin",
                 "KGetXForm", "KExportUVs", "KImportUVs", "KTransferUVs", "KCheckCollisionCmd",
-                "KDetectInsideComponentsCmd", "KTreeSkeletonGenCmd", "CreateKelnoMenu DeleteKelnoMenu"}));
+                "KDetectInsideComponentsCmd", "KDelaunay2DCmd", "KTreeSkeletonGenCmd", "CreateKelnoMenu DeleteKelnoMenu"}));
         ASSERT_EQ(Host::sourcedScripts().size(), static_cast<size_t>(KelnoTest::kScriptCount));
         for (int i = 0; i < KelnoTest::kScriptCount; ++i)
             EXPECT_EQ(Host::sourcedScripts()[i].name, KelnoTest::kPluginScripts[i]);
@@ -107,7 +107,7 @@ TEST_F(PluginMainTest, LoadAndUnloadInEveryApplicationState) {
                       "drawdb/geometry/KEnvSphere KEnvSphereNodePlugin", "KEnvSphere 0x90004",
                       "drawdb/geometry/KTreeSkeletonGen KTreeSkeletonGenNodePlugin",
                       "KTreeSkeletonGen 0x90006", "KGetXForm", "KExportUVs", "KImportUVs", "KTransferUVs",
-                      "KCheckCollisionCmd", "KDetectInsideComponentsCmd", "KTreeSkeletonGenCmd"}));
+                      "KCheckCollisionCmd", "KDetectInsideComponentsCmd", "KDelaunay2DCmd", "KTreeSkeletonGenCmd"}));
         EXPECT_EQ(Host::nodeType("KMeshLoader"), nullptr);
         EXPECT_EQ(Host::executedCommands(), c.onUnload);
     }

@@ -1,0 +1,146 @@
+// `kelno delaunay` run as a user would, on point files written here: the counts it prints, the
+// OBJ it writes (checked against the library's triangulation of the same points) and its errors.
+#include <kelno/KDelaunay2D.h>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <fstream>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+struct ToolRun {
+    int exitCode = -1;
+    nlohmann::json json;
+    std::string err;
+};
+
+std::string tempPath(const std::string& name) {
+    return testing::TempDir() + "kelno_delaunay_" + name + "_" + std::to_string(getpid());
+}
+
+ToolRun runTool(const std::string& args) {
+    const std::string errFile = tempPath("err");
+    ToolRun r;
+    FILE* pipe = ::popen((std::string(KELNO_TOOL_PATH) + " delaunay " + args + " 2>" + errFile).c_str(), "r");
+    std::string out;
+    char chunk[4096];
+    std::size_t got;
+    while (pipe && (got = std::fread(chunk, 1, sizeof chunk, pipe)) > 0)
+        out.append(chunk, got);
+    const int status = pipe ? ::pclose(pipe) : -1;
+    r.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    if (r.exitCode == 0)
+        r.json = nlohmann::json::parse(out);
+    std::stringstream err;
+    err << std::ifstream(errFile).rdbuf();
+    r.err = err.str();
+    std::remove(errFile.c_str());
+    return r;
+}
+
+std::string writeText(const std::string& name, const std::string& text) {
+    const std::string path = tempPath(name);
+    std::ofstream(path) << text;
+    return path;
+}
+
+TEST(DelaunayCommand, CountsAndErrors) {
+    const struct {
+        const char* name;
+        const char* input;
+        int exitCode;
+        const char* expected; // the JSON's counts, or the error line
+    } rows[] = {
+        {"oneLine", "0 0 0 1 0 0 0 0 1", 0,
+         R"({"pointsRead":3,"pointsUsed":3,"duplicates":0,"nonFinite":0,"valuesIgnored":0,"triangles":1})"},
+        {"oneLineRemainder", "0 0 0 1 0 0 0 0 1 5", 0,
+         R"({"pointsRead":3,"pointsUsed":3,"duplicates":0,"nonFinite":0,"valuesIgnored":1,"triangles":1})"},
+        {"perLine", "# survey\n0 0 0\n\n1 0 0\n  0 7 1\n0 9 0\n1 1 inf\n1 0 1\n", 0,
+         R"({"pointsRead":6,"pointsUsed":4,"duplicates":1,"nonFinite":1,"valuesIgnored":0,"triangles":2})"},
+        {"eightNumbers", "0 0 0 1 0 0 0 0", 1, "kelno: At least three points are needed.\n"},
+        {"empty", "# nothing\n", 1, "kelno: At least three points are needed.\n"},
+        {"badNumber", "0 0 0\n1 0 0\n0 0 1e\n", 1, "kelno: line 3: \"1e\" is not a number\n"},
+        {"shortLine", "0 0 0\n1 0\n0 0 1\n", 1, "kelno: line 2: expected 3 numbers (x y z), found 2\n"},
+        {"oneLineOfPoints", "0 0 0\n1 3 1\n2 -1 2\n", 1,
+         "kelno: Mesh construction failed. The points lie on one line or at one place in the (z, x) "
+         "plane.\n"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        const std::string file = writeText(row.name, row.input);
+        const ToolRun r = runTool(file);
+        EXPECT_EQ(r.exitCode, row.exitCode);
+        if (row.exitCode == 0)
+            EXPECT_EQ(r.json, nlohmann::json::parse(row.expected)) << r.err;
+        else
+            EXPECT_EQ(r.err, row.expected);
+        std::remove(file.c_str());
+    }
+    const ToolRun missing = runTool(tempPath("absent"));
+    EXPECT_EQ(missing.exitCode, 1);
+    EXPECT_NE(missing.err.find("cannot open"), std::string::npos);
+}
+
+TEST(DelaunayCommand, ObjAndTrianglesMatchTheLibraryOnStandardInput) {
+    std::mt19937 rng(5);
+    std::uniform_real_distribution<float> u(-10.0f, 10.0f);
+    std::ostringstream text;
+    text.precision(9);
+    Kelno::KVectorArray points;
+    for (int i = 0; i < 400; ++i) {
+        points.push_back(Kelno::KVector(u(rng), u(rng), u(rng)));
+        text << points.back().x << " " << points.back().y << " " << points.back().z << "\n";
+    }
+    const std::string input = writeText("random", text.str());
+    const std::string obj = tempPath("mesh") + ".obj";
+    const ToolRun r = runTool("- --triangles --obj " + obj + " < " + input);
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+
+    Kelno::KFloat2Array plane;
+    for (const Kelno::KVector& p : points)
+        plane.push_back(Kelno::GroundPlanePoint(p));
+    int count = 0;
+    Kelno::KIntArray corners, neighbours;
+    Kelno::KDelaunay2D(plane, count, corners, neighbours);
+    EXPECT_EQ(r.json["triangles"], count);
+    EXPECT_EQ(r.json["triangleVertices"].get<std::vector<int>>(),
+              static_cast<const std::vector<int>&>(corners));
+
+    std::ifstream in(obj);
+    std::vector<Kelno::KVector> v;
+    std::vector<int> f;
+    std::string tag;
+    while (in >> tag) {
+        if (tag == "v") {
+            Kelno::KVector p;
+            in >> p.x >> p.y >> p.z;
+            v.push_back(p);
+        } else if (tag == "f") {
+            int a, b, c;
+            in >> a >> b >> c;
+            f.insert(f.end(), {a - 1, b - 1, c - 1});
+        } else {
+            std::getline(in, tag);
+        }
+    }
+    EXPECT_EQ(v, static_cast<const std::vector<Kelno::KVector>&>(points))
+        << "vertices in input order, heights kept";
+    EXPECT_EQ(f, static_cast<const std::vector<int>&>(corners));
+    for (std::size_t t = 0; t + 2 < f.size(); t += 3) { // faces up: counter-clockwise in (z, x)
+        const Kelno::KVector &a = v[f[t]], &b = v[f[t + 1]], &c = v[f[t + 2]];
+        ASSERT_EQ(Kelno::KDelaunayPredicates::orient(a.z, a.x, b.z, b.x, c.z, c.x), 1);
+    }
+    std::remove(input.c_str());
+    std::remove(obj.c_str());
+}
+
+} // namespace
