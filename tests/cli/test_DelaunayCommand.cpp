@@ -2,10 +2,12 @@
 // OBJ it writes (checked against the library's triangulation of the same points) and its errors.
 #include <kelno/KDelaunay2D.h>
 
+#include "support/KTestMeshes.h"
+#include "support/KToolRun.h"
+
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -17,33 +19,21 @@
 
 namespace {
 
-struct ToolRun {
-    int exitCode = -1;
-    nlohmann::json json;
-    std::string err;
-};
-
 std::string tempPath(const std::string& name) {
     return testing::TempDir() + "kelno_delaunay_" + name + "_" + std::to_string(getpid());
 }
 
-ToolRun runTool(const std::string& args) {
-    const std::string errFile = tempPath("err");
-    ToolRun r;
-    FILE* pipe = ::popen((std::string(KELNO_TOOL_PATH) + " delaunay " + args + " 2>" + errFile).c_str(), "r");
-    std::string out;
-    char chunk[4096];
-    std::size_t got;
-    while (pipe && (got = std::fread(chunk, 1, sizeof chunk, pipe)) > 0)
-        out.append(chunk, got);
-    const int status = pipe ? ::pclose(pipe) : -1;
-    r.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+// `kelno delaunay` with the given arguments and standard input; the JSON when it succeeds.
+struct DelaunayRun : KelnoTest::ToolRun {
+    nlohmann::json json;
+};
+
+DelaunayRun runTool(std::vector<std::string> args, const std::string& input = std::string()) {
+    args.insert(args.begin(), "delaunay");
+    DelaunayRun r;
+    static_cast<KelnoTest::ToolRun&>(r) = KelnoTest::RunTool(args, input);
     if (r.exitCode == 0)
-        r.json = nlohmann::json::parse(out);
-    std::stringstream err;
-    err << std::ifstream(errFile).rdbuf();
-    r.err = err.str();
-    std::remove(errFile.c_str());
+        r.json = nlohmann::json::parse(r.out);
     return r;
 }
 
@@ -77,7 +67,7 @@ TEST(DelaunayCommand, CountsAndErrors) {
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         const std::string file = writeText(row.name, row.input);
-        const ToolRun r = runTool(file);
+        const DelaunayRun r = runTool({file});
         EXPECT_EQ(r.exitCode, row.exitCode);
         if (row.exitCode == 0)
             EXPECT_EQ(r.json, nlohmann::json::parse(row.expected)) << r.err;
@@ -85,7 +75,7 @@ TEST(DelaunayCommand, CountsAndErrors) {
             EXPECT_EQ(r.err, row.expected);
         std::remove(file.c_str());
     }
-    const ToolRun missing = runTool(tempPath("absent"));
+    const DelaunayRun missing = runTool({tempPath("absent")});
     EXPECT_EQ(missing.exitCode, 1);
     EXPECT_NE(missing.err.find("cannot open"), std::string::npos);
 }
@@ -100,9 +90,8 @@ TEST(DelaunayCommand, ObjAndTrianglesMatchTheLibraryOnStandardInput) {
         points.push_back(Kelno::KVector(u(rng), u(rng), u(rng)));
         text << points.back().x << " " << points.back().y << " " << points.back().z << "\n";
     }
-    const std::string input = writeText("random", text.str());
     const std::string obj = tempPath("mesh") + ".obj";
-    const ToolRun r = runTool("- --triangles --obj " + obj + " < " + input);
+    const DelaunayRun r = runTool({"-", "--triangles", "--obj", obj}, text.str());
     ASSERT_EQ(r.exitCode, 0) << r.err;
 
     Kelno::KFloat2Array plane;
@@ -115,31 +104,18 @@ TEST(DelaunayCommand, ObjAndTrianglesMatchTheLibraryOnStandardInput) {
     EXPECT_EQ(r.json["triangleVertices"].get<std::vector<int>>(),
               static_cast<const std::vector<int>&>(corners));
 
-    std::ifstream in(obj);
-    std::vector<Kelno::KVector> v;
-    std::vector<int> f;
-    std::string tag;
-    while (in >> tag) {
-        if (tag == "v") {
-            Kelno::KVector p;
-            in >> p.x >> p.y >> p.z;
-            v.push_back(p);
-        } else if (tag == "f") {
-            int a, b, c;
-            in >> a >> b >> c;
-            f.insert(f.end(), {a - 1, b - 1, c - 1});
-        } else {
-            std::getline(in, tag);
-        }
-    }
-    EXPECT_EQ(v, static_cast<const std::vector<Kelno::KVector>&>(points))
-        << "vertices in input order, heights kept";
-    EXPECT_EQ(f, static_cast<const std::vector<int>&>(corners));
-    for (std::size_t t = 0; t + 2 < f.size(); t += 3) { // faces up: counter-clockwise in (z, x)
-        const Kelno::KVector &a = v[f[t]], &b = v[f[t + 1]], &c = v[f[t + 2]];
+    Kelno::KTriMesh written;
+    ASSERT_TRUE(KelnoTest::readObj(obj, written));
+    EXPECT_EQ(written.positions, points) << "vertices in input order, heights kept";
+    ASSERT_EQ(3 * written.triangles.size(), corners.size());
+    for (std::size_t t = 0; t < written.triangles.size(); ++t) {
+        const Kelno::KInt3& f = written.triangles[t];
+        EXPECT_EQ((std::vector<int>{f[0], f[1], f[2]}),
+                  (std::vector<int>{corners[3 * t], corners[3 * t + 1], corners[3 * t + 2]}));
+        // Faces up: counter-clockwise in (z, x).
+        const Kelno::KVector &a = points[f[0]], &b = points[f[1]], &c = points[f[2]];
         ASSERT_EQ(Kelno::KDelaunayPredicates::orient(a.z, a.x, b.z, b.x, c.z, c.x), 1);
     }
-    std::remove(input.c_str());
     std::remove(obj.c_str());
 }
 
