@@ -13,6 +13,8 @@
 #include <maya/MIntArray.h>
 #include <maya/MPointArray.h>
 
+#include "support/KPluginFixture.h"
+
 #include <gtest/gtest.h>
 
 #include <random>
@@ -41,22 +43,10 @@ void makeMesh(const std::string& name, const KVectorArray& points) {
 
 std::vector<double> flat(const KMatrix& m) { return std::vector<double>(m.data(), m.data() + 16); }
 
-class GetXFormTest : public testing::Test {
+class GetXFormTest : public KelnoTest::PluginTest {
   protected:
-    static void SetUpTestSuite() {
-        Host::resetSession();
-        std::string error;
-        testing::internal::CaptureStderr();
-        MStatus st = Host::loadPlugin(KELNO_PLUGIN_PATH, &error);
-        testing::internal::GetCapturedStderr();
-        ASSERT_TRUE(st) << error;
-    }
-    static void TearDownTestSuite() {
-        Host::resetSession();
-        Host::unloadPlugin("Kelno");
-    }
     void SetUp() override {
-        Host::resetSession();
+        PluginTest::SetUp();
         std::mt19937 rng(3);
         source = KelnoTest::randomPoints(rng, 40, 2.0f, KVector(1, 0, -2));
         for (int k = 0; k < 3; ++k) {

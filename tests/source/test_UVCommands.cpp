@@ -13,6 +13,8 @@
 
 #include "support/KTestData.h"
 
+#include "support/KPluginFixture.h"
+
 #include <gtest/gtest.h>
 
 #include <unistd.h>
@@ -50,22 +52,10 @@ struct SetState {
     }
 };
 
-class UVCommandsTest : public testing::Test {
+class UVCommandsTest : public KelnoTest::PluginTest {
   protected:
-    static void SetUpTestSuite() {
-        Host::resetSession();
-        std::string error;
-        testing::internal::CaptureStderr();
-        const MStatus st = Host::loadPlugin(KELNO_PLUGIN_PATH, &error);
-        testing::internal::GetCapturedStderr();
-        ASSERT_TRUE(st) << error;
-    }
-    static void TearDownTestSuite() {
-        Host::resetSession();
-        Host::unloadPlugin("Kelno");
-    }
     void SetUp() override {
-        Host::resetSession();
+        PluginTest::SetUp();
         file = testing::TempDir() + "kelno_uvcmd_" + std::to_string(getpid()) + ".uv";
         std::remove(file.c_str());
     }
