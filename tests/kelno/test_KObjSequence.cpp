@@ -449,22 +449,6 @@ TEST(ObjReaderFiles, LargeFilesWithLinesAcrossReadBlocksAndVeryLongLines) {
     EXPECT_TRUE(sameMesh(mesh, parse(text)));
 }
 
-TEST(ObjReaderFiles, RealSequenceFramesMatchTheStandardLibraryReader) {
-    const std::string first = "real/obj_sequences/fluid_test/fluid_test_000001.obj";
-    KELNO_REQUIRE_DATA(first);
-    const std::string path = KelnoTest::dataPath(first);
-    KObjMesh mesh, expected;
-    for (int frame : {1, 125, 250}) {
-        const std::string name = ObjSequenceFileName(path, frame, 0);
-        ASSERT_TRUE(ReadObjFile(name, mesh)) << name;
-        ASSERT_TRUE(referenceRead(name, expected)) << name;
-        EXPECT_TRUE(sameMesh(mesh, expected)) << name;
-        EXPECT_GT(mesh.polygonCounts.size(), 0u) << name;
-    }
-    // One past the end of the sequence does not exist.
-    EXPECT_FALSE(ReadObjFile(ObjSequenceFileName(path, 251, 0), mesh));
-}
-
 TEST(ObjReaderFiles, LinesPastTheCapFailWithTheirOffsetAndLeaveTheMeshEmpty) {
     // 3 MiB without a line break after two good lines, then a face: past a 2 MiB cap the read
     // fails (naming where the line starts), within a 4 MiB cap it reads as the whole buffer does.
