@@ -77,25 +77,15 @@ KObjMesh parse(const std::string& text) {
     return mesh;
 }
 
-bool sameBits(double a, double b) { return std::memcmp(&a, &b, sizeof a) == 0; }
-
 // Exact comparison: every coordinate bit for bit, every count and index.
 ::testing::AssertionResult sameMesh(const KObjMesh& actual, const KObjMesh& expected) {
-    if (actual.points.size() != expected.points.size())
-        return ::testing::AssertionFailure()
-               << "vertex counts differ: " << actual.points.size() << " vs " << expected.points.size();
-    for (std::size_t i = 0; i < actual.points.size(); ++i) {
-        const KObjPoint& a = actual.points[i];
-        const KObjPoint& e = expected.points[i];
-        if (!sameBits(a.x, e.x) || !sameBits(a.y, e.y) || !sameBits(a.z, e.z) || !sameBits(a.w, e.w))
-            return ::testing::AssertionFailure()
-                   << "vertex " << i << " differs: (" << a.x << ", " << a.y << ", " << a.z << ", " << a.w
-                   << ") vs (" << e.x << ", " << e.y << ", " << e.z << ", " << e.w << ")";
-    }
-    if (actual.polygonCounts != expected.polygonCounts)
-        return ::testing::AssertionFailure() << "polygon counts differ";
-    if (actual.polygonConnects != expected.polygonConnects)
-        return ::testing::AssertionFailure() << "polygon connects differ";
+    for (std::size_t i = 0; i < std::min(actual.points.size(), expected.points.size()); ++i)
+        if (std::memcmp(&actual.points[i], &expected.points[i], sizeof(KObjPoint)) != 0)
+            return ::testing::AssertionFailure() << "vertex " << i << " differs: " << actual.points[i].x
+                                                 << " " << actual.points[i].y << " " << actual.points[i].z;
+    if (actual.points.size() != expected.points.size() || actual.polygonCounts != expected.polygonCounts ||
+        actual.polygonConnects != expected.polygonConnects)
+        return ::testing::AssertionFailure() << "vertex counts, polygon counts or connects differ";
     return ::testing::AssertionSuccess();
 }
 

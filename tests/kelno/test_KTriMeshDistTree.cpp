@@ -120,6 +120,18 @@ int checkAll(const KTriMesh& m, const Tree& tree, const std::vector<KVector>& pt
     return failures;
 }
 
+// Two trees give bit-identical answers at every point.
+void expectSameAnswers(const Tree& x, const Tree& y, const std::vector<KVector>& pts) {
+    for (const KVector& p : pts) {
+        KVector a, b;
+        int ta = -1, tb = -2;
+        float a0 = 0, a1 = 0, b0 = 1, b1 = 1;
+        x.getClosestPoint(p, a, ta, a0, a1, 1e30f);
+        y.getClosestPoint(p, b, tb, b0, b1, 1e30f);
+        ASSERT_TRUE(ta == tb && a == b && a0 == b0 && a1 == b1) << p.x << " " << p.y << " " << p.z;
+    }
+}
+
 KIntArray bruteBox(const KTriMesh& m, const KBoundingBox& box) {
     KIntArray out;
     for (int t = 0; t < m.triangleCount(); ++t) {
@@ -323,16 +335,8 @@ TEST(KTriMeshDistTree, MeshesMatchTheReferenceAndEveryBuildAgrees) {
         pts.insert(pts.end(), onSurface.begin(), onSurface.end());
         EXPECT_EQ(checkAll(m, tree, pts), 0) << "mesh " << i;
         for (const auto& params : {std::make_pair(1, 4), std::make_pair(16, 64)}) {
-            const Tree other(m, params.first, params.second);
-            for (const KVector& p : pts) {
-                KVector a, b;
-                int ta = -1, tb = -2;
-                float a0 = 0, a1 = 0, b0 = 1, b1 = 1;
-                tree.getClosestPoint(p, a, ta, a0, a1, 1e30f);
-                other.getClosestPoint(p, b, tb, b0, b1, 1e30f);
-                ASSERT_TRUE(ta == tb && a == b && a0 == b0 && a1 == b1)
-                    << "mesh " << i << " build " << params.first;
-            }
+            SCOPED_TRACE(testing::Message() << "mesh " << i << " build " << params.first);
+            expectSameAnswers(tree, Tree(m, params.first, params.second), pts);
         }
     }
 }
@@ -508,56 +512,40 @@ TEST(KTriMeshDistTree, BuildIsTheSameWhateverTheThreadCount) {
     const Tree parallel(m, 10, 10);
     omp_set_num_threads(before);
     EXPECT_EQ(serial.memoryBytes(), parallel.memoryBytes());
-    for (const KVector& p : queryPoints(m, 2000, 41)) {
-        KVector a, b;
-        int ta = -1, tb = -2;
-        float a0, a1, b0, b1;
-        ASSERT_TRUE(serial.getClosestPoint(p, a, ta, a0, a1, 1e30f));
-        ASSERT_TRUE(parallel.getClosestPoint(p, b, tb, b0, b1, 1e30f));
-        ASSERT_TRUE(ta == tb && a == b && a0 == b0 && a1 == b1) << p.x << " " << p.y << " " << p.z;
-    }
+    expectSameAnswers(serial, parallel, queryPoints(m, 2000, 41));
 }
 
 TEST(KTriMeshDistTree, ConcurrentQueriesGiveTheSerialAnswers) {
     const KTriMesh m = makeTorus(120, 60);
     const Tree tree(m, 10, 10);
     const std::vector<KVector> pts = queryPoints(m, 4000, 99);
-    std::vector<int> serialTri(pts.size());
-    std::vector<float> serialW(pts.size());
-    std::vector<int> serialBox(pts.size());
+    // One number per query from the closest point and a box query around it.
+    auto answer = [&tree](const KVector& p, KIntArray& scratch) {
+        int tri = -1;
+        float w0 = 0, w1 = 0;
+        tree.getClosestPoint(p, tri, w0, w1, 1e30f);
+        tree.getTriangles(KBoundingBox(p - KVector(0.2f, 0.2f, 0.2f), p + KVector(0.2f, 0.2f, 0.2f)), scratch,
+                          true);
+        return double(tri) + w0 + 3 * w1 +
+               (scratch.length() ? scratch.back() * 31.0 + scratch.length() : -1.0) * 1e6;
+    };
+    std::vector<double> serial(pts.size());
     KIntArray scratch;
-    for (std::size_t i = 0; i < pts.size(); ++i) {
-        float w0, w1;
-        tree.getClosestPoint(pts[i], serialTri[i], w0, w1, 1e30f);
-        serialW[i] = w0 + 3 * w1;
-        tree.getTriangles(
-            KBoundingBox(pts[i] - KVector(0.2f, 0.2f, 0.2f), pts[i] + KVector(0.2f, 0.2f, 0.2f)), scratch,
-            true);
-        serialBox[i] = scratch.length() ? scratch.back() * 31 + scratch.length() : -1;
-    }
+    for (std::size_t i = 0; i < pts.size(); ++i)
+        serial[i] = answer(pts[i], scratch);
     const int threads = 4;
     std::vector<int> failures(threads, 0);
     std::vector<std::thread> pool;
-    for (int k = 0; k < threads; ++k) {
+    for (int k = 0; k < threads; ++k)
         pool.emplace_back([&, k] {
             KIntArray out;
             // Each thread walks the queries from a different start so they overlap in time.
             for (std::size_t n = 0; n < pts.size(); ++n) {
                 const std::size_t i = (n + static_cast<std::size_t>(k) * pts.size() / threads) % pts.size();
-                int tri = -1;
-                float w0 = 0, w1 = 0;
-                tree.getClosestPoint(pts[i], tri, w0, w1, 1e30f);
-                tree.getTriangles(
-                    KBoundingBox(pts[i] - KVector(0.2f, 0.2f, 0.2f), pts[i] + KVector(0.2f, 0.2f, 0.2f)), out,
-                    true);
-                const int box = out.length() ? out.back() * 31 + out.length() : -1;
-                if (tri != serialTri[i] || w0 + 3 * w1 != serialW[i] || box != serialBox[i])
-                    ++failures[k];
+                failures[k] += answer(pts[i], out) != serial[i];
             }
         });
-    }
     for (std::thread& t : pool)
         t.join();
-    for (int k = 0; k < threads; ++k)
-        EXPECT_EQ(failures[k], 0) << "thread " << k;
+    EXPECT_EQ(failures, std::vector<int>(threads, 0));
 }
