@@ -167,12 +167,16 @@ TEST(AlembicDamage, MissingEmptyAndForeignFilesFailWithReasons) {
         EXPECT_FALSE(archive.errorString().empty());
     }
 
-    for (const std::string& bytes :
-         {std::string(), std::string("# an OBJ file, not a cache\nv 0 0 0\n"), std::string("Ogawa")}) {
-        EXPECT_FALSE(archive.openFromMemory(bytes.data(), bytes.size()));
-        EXPECT_NE(archive.errorString().str().find(bytes == "Ogawa" ? "" : "not an Alembic archive"),
-                  std::string::npos)
-            << bytes;
+    const struct {
+        std::string bytes;
+        const char* reason;
+    } foreign[] = {{"", "not an Alembic archive"},
+                   {"# an OBJ file, not a cache\nv 0 0 0\n", "not an Alembic archive"},
+                   {"Ogawa", "shorter than its 16-byte header"}};
+    for (const auto& f : foreign) {
+        EXPECT_FALSE(archive.openFromMemory(f.bytes.data(), f.bytes.size()));
+        EXPECT_NE(archive.errorString().str().find(f.reason), std::string::npos)
+            << archive.errorString().str();
         EXPECT_FALSE(archive.topObject().isValid());
     }
 }
@@ -201,7 +205,7 @@ TEST_P(DamagedFixture, HeaderDamageIsReportedPrecisely) {
         {5, 0, 1, "not frozen"},
         {7, 2, 1, "version"},
         {0, 'o', 1, "not an Alembic archive"},
-        {8, m_bytes.size() + 100, 8, ""},           // top group past the end
+        {8, m_bytes.size() + 100, 8, "damaged"},    // top group past the end
         {top, 0x0fffffffffffffffULL, 8, "damaged"}, // a group count far larger than the file
     };
     for (const auto& c : cases) {
