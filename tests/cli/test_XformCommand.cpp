@@ -2,6 +2,7 @@
 // per-copy fit on the points as read, and its failures exit 1 with one line.
 #include <kelno/KRigidFit.h>
 
+#include "support/KTestMeshes.h"
 #include "support/KTestRigid.h"
 #include "support/KToolRun.h"
 
@@ -11,7 +12,6 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <fstream>
 #include <random>
 #include <string>
 #include <vector>
@@ -21,10 +21,9 @@ namespace {
 // The points as OBJ vertices (9 significant digits: read back to the same floats).
 std::string writeObj(const std::string& name, const Kelno::KVectorArray& points) {
     const std::string path = testing::TempDir() + name + "_" + std::to_string(getpid()) + ".obj";
-    std::ofstream f(path);
-    f.precision(9);
-    for (const Kelno::KVector& p : points)
-        f << "v " << p.x << " " << p.y << " " << p.z << "\n";
+    Kelno::KTriMesh m;
+    m.positions = points;
+    EXPECT_TRUE(KelnoTest::writeObj(path, m));
     return path;
 }
 
