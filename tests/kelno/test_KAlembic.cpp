@@ -82,6 +82,13 @@ void collectProperties(const KAlembicProperty& compound, const std::string& pref
 
 using Matrix = std::vector<double>;
 
+std::vector<std::vector<double>> rows(const KVectorArray& points) {
+    std::vector<std::vector<double>> out;
+    for (const KVector& p : points)
+        out.push_back({p.x, p.y, p.z});
+    return out;
+}
+
 Matrix multiply(const Matrix& a, const Matrix& b) {
     Matrix r(16, 0.0);
     for (int i = 0; i < 4; ++i)
@@ -104,17 +111,13 @@ class AlembicFixture : public ::testing::TestWithParam<std::string> {
     KAlembicArchive m_archive;
 };
 
-TEST_P(AlembicFixture, OpensWithArchiveFacts) {
+TEST_P(AlembicFixture, OpensWithArchiveFactsTimeRangeAndSampling) {
     ASSERT_TRUE(m_opened) << m_archive.errorString().str();
     EXPECT_EQ(m_archive.errorString().str(), "");
     EXPECT_EQ(m_archive.archiveTypeStr().str(), m_expected.at("backend").get<std::string>());
     EXPECT_EQ(m_archive.libraryVersion(), m_expected.at("library_version").get<int>());
     for (const auto& item : m_expected.at("archive_metadata").items())
         EXPECT_EQ(m_archive.archiveMetaData(item.key().c_str()).str(), item.value().get<std::string>());
-}
-
-TEST_P(AlembicFixture, TimeRangeStepAndSamplingKind) {
-    ASSERT_TRUE(m_opened) << m_archive.errorString().str();
     EXPECT_DOUBLE_EQ(m_archive.startTime(), m_expected.at("start_time").get<double>());
     EXPECT_DOUBLE_EQ(m_archive.endTime(), m_expected.at("end_time").get<double>());
     EXPECT_EQ(m_archive.timeSamplingTypeStr().str(), m_expected.at("time_sampling_kind").get<std::string>());
@@ -159,14 +162,10 @@ TEST_P(AlembicFixture, HierarchySchemasAndPropertyTrees) {
         const json& eprops = e.at("properties");
         ASSERT_EQ(properties.size(), eprops.size());
         for (std::size_t k = 0; k < properties.size(); ++k) {
-            const json& ep = eprops[k];
-            EXPECT_EQ(properties[k].at("path"), ep.at("path"));
-            EXPECT_EQ(properties[k].at("kind"), ep.at("kind")) << ep.at("path");
-            if (ep.at("kind") != "compound") {
-                EXPECT_EQ(properties[k].at("pod"), ep.at("pod")) << ep.at("path");
-                EXPECT_EQ(properties[k].at("extent"), ep.at("extent")) << ep.at("path");
-                EXPECT_EQ(properties[k].at("num_samples"), ep.at("num_samples")) << ep.at("path");
-            }
+            json want; // the expected entry's values of the keys read
+            for (const auto& item : properties[k].items())
+                want[item.key()] = eprops[k].at(item.key());
+            EXPECT_EQ(properties[k], want);
         }
     }
 
@@ -206,11 +205,7 @@ TEST_P(AlembicFixture, MeshSamplesTopologyPositionsAndWorldPlacement) {
                       s.at("face_counts").get<std::vector<int>>());
             EXPECT_EQ(std::vector<int>(indices.begin(), indices.end()),
                       s.at("face_indices").get<std::vector<int>>());
-            const json& epos = s.at("positions");
-            ASSERT_EQ(epos.size(), positions.size());
-            for (std::size_t i = 0; i < epos.size(); ++i)
-                for (int c = 0; c < 3; ++c)
-                    EXPECT_EQ(static_cast<double>(positions[i][c]), epos[i][c].get<double>());
+            EXPECT_EQ(rows(positions), s.at("positions").get<std::vector<std::vector<double>>>());
 
             // Local bounds are the box of the points.
             if (positions.empty()) {
@@ -248,23 +243,15 @@ TEST_P(AlembicFixture, MeshSamplesTopologyPositionsAndWorldPlacement) {
                 }
             }
 
-            if (s.contains("velocities")) {
-                const json& ev = s.at("velocities");
-                ASSERT_EQ(velocities.size(), ev.size());
-                for (std::size_t i = 0; i < ev.size(); ++i)
-                    for (int c = 0; c < 3; ++c)
-                        EXPECT_EQ(static_cast<double>(velocities[i][c]), ev[i][c].get<double>());
-            } else {
-                EXPECT_TRUE(velocities.empty());
-            }
+            EXPECT_EQ(rows(velocities),
+                      s.value("velocities", json::array()).get<std::vector<std::vector<double>>>());
             if (s.contains("uv")) {
-                const json& euv = s.at("uv");
-                ASSERT_EQ(uvs.size(), 2 * euv.at("values").size());
-                for (std::size_t i = 0; i < euv.at("values").size(); ++i)
-                    for (std::size_t c = 0; c < 2; ++c)
-                        EXPECT_EQ(static_cast<double>(uvs[2 * i + c]), euv.at("values")[i][c].get<double>());
-                const std::vector<int> eidx = euv.at("indices");
-                EXPECT_EQ(std::vector<int>(uvIndices.begin(), uvIndices.end()), eidx);
+                std::vector<double> flat;
+                for (const auto& uv : s.at("uv").at("values"))
+                    flat.insert(flat.end(), {uv[0].get<double>(), uv[1].get<double>()});
+                EXPECT_EQ(std::vector<double>(uvs.begin(), uvs.end()), flat);
+                EXPECT_EQ(std::vector<int>(uvIndices.begin(), uvIndices.end()),
+                          s.at("uv").at("indices").get<std::vector<int>>());
             } else {
                 EXPECT_TRUE(uvs.empty());
                 EXPECT_TRUE(uvIndices.empty());

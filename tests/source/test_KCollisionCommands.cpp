@@ -18,6 +18,8 @@
 #include <maya/MSelectionList.h>
 #include <maya/MStringArray.h>
 
+#include "support/KPluginFixture.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -60,22 +62,8 @@ std::vector<std::string> activeSelection() {
     return out;
 }
 
-class CollisionCommandsTest : public testing::Test {
+class CollisionCommandsTest : public KelnoTest::PluginTest {
   protected:
-    static void SetUpTestSuite() {
-        Host::resetSession();
-        std::string error;
-        testing::internal::CaptureStderr();
-        MStatus st = Host::loadPlugin(KELNO_PLUGIN_PATH, &error);
-        testing::internal::GetCapturedStderr();
-        ASSERT_TRUE(st) << error;
-    }
-    static void TearDownTestSuite() {
-        Host::resetSession();
-        Host::unloadPlugin("Kelno");
-    }
-    void SetUp() override { Host::resetSession(); }
-
     static MStatus mel(const std::string& command) {
         Host::clearMessages();
         Host::clearExecutedCommands();

@@ -5,10 +5,7 @@
 #include <host/Host.h>
 
 #include <maya/MDataBlock.h>
-#include <maya/MFnAttribute.h>
 #include <maya/MFnDependencyNode.h>
-#include <maya/MFnEnumAttribute.h>
-#include <maya/MFnMatrixAttribute.h>
 #include <maya/MMatrix.h>
 #include <maya/MPlug.h>
 #include <maya/MTransformationMatrix.h>
@@ -16,6 +13,8 @@
 #include "support/KGridAndMotion.h"
 #include "support/KHostMesh.h"
 #include "support/KTestMeshes.h"
+
+#include "support/KPluginFixture.h"
 
 #include <gtest/gtest.h>
 
@@ -26,22 +25,10 @@ namespace {
 
 const std::string kNode = "KMeshXFormBinder1";
 
-class KMeshXFormBinderTest : public testing::Test {
+class KMeshXFormBinderTest : public KelnoTest::PluginTest {
   protected:
-    static void SetUpTestSuite() {
-        Host::resetSession();
-        std::string error;
-        testing::internal::CaptureStderr();
-        MStatus st = Host::loadPlugin(KELNO_PLUGIN_PATH, &error);
-        testing::internal::GetCapturedStderr();
-        ASSERT_TRUE(st) << error;
-    }
-    static void TearDownTestSuite() {
-        Host::resetSession();
-        Host::unloadPlugin("Kelno");
-    }
     void SetUp() override {
-        Host::resetSession();
+        PluginTest::SetUp();
         node = Host::createNode("KMeshXFormBinder");
         rest = KelnoTest::makeTorus(16, 8);
         shape = KelnoTest::addShape(KelnoTest::polygons(rest));
@@ -63,17 +50,12 @@ class KMeshXFormBinderTest : public testing::Test {
             r[k] = Host::plug(follower + ".rotate" + axis).asDouble();
         }
     }
+    // The stored triangle and frame vertex (the local coordinates and the inverse frame are
+    // checked through the outputs they give).
     Kelno::KMeshBinding storedBinding() {
         Kelno::KMeshBinding b;
-        MDataBlock block = Host::dataBlock(node);
         b.triangle = Host::plug(kNode + ".closestTriangle").asInt();
         b.vertex = Host::plug(kNode + ".farthestVertex").asInt();
-        for (int k = 0; k < 3; ++k)
-            b.local[k] = Host::plug(kNode + ".localCoordinates" + std::to_string(k)).asDouble();
-        const MMatrix m = block.inputValue(MFnDependencyNode(node).attribute("initialMatrix")).asMatrix();
-        for (int r = 0; r < 4; ++r)
-            for (int c = 0; c < 4; ++c)
-                b.initialMatrix.m[r][c] = m(r, c);
         return b;
     }
 
@@ -81,34 +63,6 @@ class KMeshXFormBinderTest : public testing::Test {
     Kelno::KTriMesh rest;
     std::string shape, follower;
 };
-
-TEST_F(KMeshXFormBinderTest, NodeIsNamedAndHasItsAttributesInOrder) {
-    MFnDependencyNode fn(node);
-    EXPECT_EQ(fn.name(), "KMeshXFormBinder1");
-    const char* const names[] = {"inMesh",         "inPosition",       "closestTriangle",
-                                 "farthestVertex", "localCoordinates", "initialMatrix",
-                                 "outTranslate",   "outRotate",        "rotationOrder"};
-    ASSERT_GE(fn.attributeCount(), 9u);
-    unsigned int top = 0;
-    for (unsigned int i = 0; i < fn.attributeCount(); ++i) {
-        MFnAttribute attr(fn.attribute(i));
-        if (!attr.parent().isNull())
-            continue; // the numeric children
-        ASSERT_LT(top, 9u);
-        EXPECT_EQ(attr.name(), names[top]);
-        EXPECT_EQ(attr.shortName(), names[top]);
-        EXPECT_EQ(attr.isHidden(), top != 8) << names[top];
-        ++top;
-    }
-    EXPECT_EQ(top, 9u);
-    MFnEnumAttribute order(fn.attribute("rotationOrder"));
-    EXPECT_TRUE(order.isChannelBoxFlagSet());
-    const char* const labels[] = {"XYZ", "YZX", "ZXY", "XZY", "YXZ", "ZYX"};
-    for (short i = 0; i < 6; ++i)
-        EXPECT_EQ(order.fieldName(i), labels[i]);
-    EXPECT_EQ(Host::plug(kNode + ".closestTriangle").asInt(), -1);
-    EXPECT_EQ(Host::plug(kNode + ".farthestVertex").asInt(), -1);
-}
 
 // Bound at the first evaluation; an undeformed mesh gives zero outputs; a moved mesh carries the
 // point and its rotation along; the rotation order picks the decomposition.
@@ -119,14 +73,10 @@ TEST_F(KMeshXFormBinderTest, FollowsTheMovingMesh) {
     outputs(t, r);
     Kelno::KMeshBinding expected;
     ASSERT_TRUE(Kelno::BindPoint(rest, p, expected));
-    const Kelno::KMeshBinding stored = storedBinding();
-    EXPECT_EQ(stored.triangle, expected.triangle);
-    EXPECT_EQ(stored.vertex, expected.vertex);
-    for (int k = 0; k < 3; ++k) {
-        EXPECT_EQ(stored.local[k], expected.local[k]);
-        EXPECT_NEAR(t[k], 0.0, 1e-6);
-        EXPECT_NEAR(r[k], 0.0, 1e-6);
-    }
+    EXPECT_EQ(storedBinding().triangle, expected.triangle);
+    EXPECT_EQ(storedBinding().vertex, expected.vertex);
+    for (int k = 0; k < 3; ++k)
+        EXPECT_NEAR(std::fabs(t[k]) + std::fabs(r[k]), 0.0, 1e-6);
 
     const double axis[3] = {0.48, 0.6, 0.64};
     const double move[3] = {1.5, -0.5, 2.0};
@@ -196,10 +146,8 @@ TEST_F(KMeshXFormBinderTest, NewTopologyMissingMeshAndOtherPlugs) {
     const Kelno::KTriMesh cube = KelnoTest::makeCube(Kelno::KVector(2, 2, 2), Kelno::KVector(3, 3, 3));
     KelnoTest::setShape(shape, KelnoTest::polygons(cube));
     outputs(t, r);
-    for (int k = 0; k < 3; ++k) {
-        EXPECT_TRUE(std::isfinite(t[k]));
-        EXPECT_TRUE(std::isfinite(r[k]));
-    }
+    for (int k = 0; k < 3; ++k)
+        EXPECT_TRUE(std::isfinite(t[k]) && std::isfinite(r[k]));
     ASSERT_TRUE(Host::plug(kNode + ".rotationOrder").setValue(static_cast<short>(2)));
     outputs(t, r);
     EXPECT_LT(storedBinding().triangle, cube.triangleCount());

@@ -13,6 +13,8 @@
 
 #include "support/KTestData.h"
 
+#include "support/KPluginFixture.h"
+
 #include <gtest/gtest.h>
 
 #include <unistd.h>
@@ -50,22 +52,10 @@ struct SetState {
     }
 };
 
-class UVCommandsTest : public testing::Test {
+class UVCommandsTest : public KelnoTest::PluginTest {
   protected:
-    static void SetUpTestSuite() {
-        Host::resetSession();
-        std::string error;
-        testing::internal::CaptureStderr();
-        const MStatus st = Host::loadPlugin(KELNO_PLUGIN_PATH, &error);
-        testing::internal::GetCapturedStderr();
-        ASSERT_TRUE(st) << error;
-    }
-    static void TearDownTestSuite() {
-        Host::resetSession();
-        Host::unloadPlugin("Kelno");
-    }
     void SetUp() override {
-        Host::resetSession();
+        PluginTest::SetUp();
         file = testing::TempDir() + "kelno_uvcmd_" + std::to_string(getpid()) + ".uv";
         std::remove(file.c_str());
     }
@@ -162,9 +152,7 @@ TEST_F(UVCommandsTest, ExportWritesTheExactFile) {
     makeSample("uvMesh");
     ASSERT_TRUE(exportUVs("uvMesh", "map1", file)) << (errors.empty() ? "" : errors[0]);
     EXPECT_TRUE(errors.empty());
-    const std::string bytes = readBytes(file);
-    EXPECT_EQ(bytes.size(), Kelno::UVFileSize(3, 9, 7));
-    EXPECT_EQ(bytes, Kelno::EncodeUVFile(sampleUVs()));
+    EXPECT_EQ(readBytes(file), Kelno::EncodeUVFile(sampleUVs()));
 
     // By shape name too; an empty set gives the face count, that many zeros, then 0 and 0.
     makeSample("bare", false);
@@ -172,7 +160,6 @@ TEST_F(UVCommandsTest, ExportWritesTheExactFile) {
     KUVLayout empty;
     empty.uvCounts = {0, 0, 0};
     EXPECT_EQ(readBytes(file), Kelno::EncodeUVFile(empty));
-    EXPECT_EQ(readBytes(file).size(), 12u + 4u * 3u);
 }
 
 TEST_F(UVCommandsTest, ExportOfANonCurrentSetWritesTheCurrentSetsCount) {
@@ -274,7 +261,6 @@ TEST_F(UVCommandsTest, FailuresShowTheirMessage) {
 TEST_F(UVCommandsTest, DamagedOrMisfittingFilesLeaveTheMeshAsItWas) {
     makeSample("uvMesh");
     const std::string good = Kelno::EncodeUVFile(sampleUVs());
-    std::string overLong = good + std::string(4, '\0');
     std::string badId = good;
     const int past = 99;
     std::memcpy(&badId[4 * 5], &past, 4); // the first UV index
@@ -285,9 +271,6 @@ TEST_F(UVCommandsTest, DamagedOrMisfittingFilesLeaveTheMeshAsItWas) {
         std::string reason;
     } damaged[] = {
         {"empty", "", "file ends at byte 0 before faceCount"},
-        {"truncated", good.substr(0, good.size() - 1),
-         "uArray and vArray needs 56 more bytes at byte 60 but the file has 55"},
-        {"over-long", overLong, "4 bytes follow the last field (a file of these counts has 116 bytes)"},
         {"bad index", badId, "UV index 0 is 99, outside the 7 UVs"},
     };
     for (const auto& d : damaged) {
