@@ -56,45 +56,11 @@ KMatrix4d KMatrix4d::operator*(const KMatrix4d& b) const {
 }
 
 KMatrix4d KMatrix4d::inverse(bool* invertible) const {
-    double a[4][8];
-    for (int r = 0; r < 4; ++r)
-        for (int c = 0; c < 4; ++c) {
-            a[r][c] = m[r][c];
-            a[r][c + 4] = r == c ? 1.0 : 0.0;
-        }
-    for (int col = 0; col < 4; ++col) {
-        int pivot = col;
-        for (int r = col + 1; r < 4; ++r)
-            if (std::fabs(a[r][col]) > std::fabs(a[pivot][col]))
-                pivot = r;
-        const double p = a[pivot][col];
-        // !(x > t) also catches NaN.
-        if (!(std::fabs(p) > 1e-20) || !std::isfinite(p)) {
-            if (invertible)
-                *invertible = false;
-            return KMatrix4d();
-        }
-        if (pivot != col)
-            for (int c = 0; c < 8; ++c)
-                std::swap(a[pivot][c], a[col][c]);
-        for (int c = 0; c < 8; ++c)
-            a[col][c] /= p;
-        for (int r = 0; r < 4; ++r) {
-            if (r == col)
-                continue;
-            const double f = a[r][col];
-            if (f != 0.0)
-                for (int c = 0; c < 8; ++c)
-                    a[r][c] -= f * a[col][c];
-        }
-    }
     KMatrix4d out;
-    for (int r = 0; r < 4; ++r)
-        for (int c = 0; c < 4; ++c)
-            out.m[r][c] = a[r][c + 4];
+    const bool ok = InvertMatrix4(m, out.m, 1e-20);
     if (invertible)
-        *invertible = true;
-    return out;
+        *invertible = ok;
+    return ok ? out : KMatrix4d();
 }
 
 bool TriangleFrame(const KTriMesh& mesh, int triangle, int vertex, KTriangleFrame& frame) {

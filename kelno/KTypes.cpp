@@ -123,12 +123,12 @@ KMatrix KMatrix::transpose() const {
     return t;
 }
 
-KMatrix KMatrix::inverse(bool* invertible) const {
-    // Gauss-Jordan elimination with partial pivoting, in double precision.
+bool InvertMatrix4(const double in[4][4], double out[4][4], double minPivot) {
+    // Gauss-Jordan elimination with partial pivoting.
     double a[4][8];
     for (int r = 0; r < 4; ++r) {
         for (int c = 0; c < 4; ++c) {
-            a[r][c] = m[r][c];
+            a[r][c] = in[r][c];
             a[r][c + 4] = r == c ? 1.0 : 0.0;
         }
     }
@@ -137,17 +137,15 @@ KMatrix KMatrix::inverse(bool* invertible) const {
         for (int r = col + 1; r < 4; ++r)
             if (std::fabs(a[r][col]) > std::fabs(a[pivot][col]))
                 pivot = r;
-        if (!(std::fabs(a[pivot][col]) > 1e-30)) {
-            if (invertible)
-                *invertible = false;
-            return KMatrix();
-        }
+        const double p = a[pivot][col];
+        // !(x > t) also catches NaN.
+        if (!(std::fabs(p) > minPivot) || !std::isfinite(p))
+            return false;
         if (pivot != col)
             for (int c = 0; c < 8; ++c)
                 std::swap(a[col][c], a[pivot][c]);
-        const double inv = 1.0 / a[col][col];
         for (int c = 0; c < 8; ++c)
-            a[col][c] *= inv;
+            a[col][c] /= p;
         for (int r = 0; r < 4; ++r) {
             if (r == col)
                 continue;
@@ -157,12 +155,25 @@ KMatrix KMatrix::inverse(bool* invertible) const {
                     a[r][c] -= f * a[col][c];
         }
     }
-    KMatrix out;
     for (int r = 0; r < 4; ++r)
         for (int c = 0; c < 4; ++c)
-            out.m[r][c] = static_cast<float>(a[r][c + 4]);
+            out[r][c] = a[r][c + 4];
+    return true;
+}
+
+KMatrix KMatrix::inverse(bool* invertible) const {
+    double in[4][4], inv[4][4];
+    for (int r = 0; r < 4; ++r)
+        for (int c = 0; c < 4; ++c)
+            in[r][c] = m[r][c];
+    const bool ok = InvertMatrix4(in, inv, 1e-30);
     if (invertible)
-        *invertible = true;
+        *invertible = ok;
+    KMatrix out;
+    if (ok)
+        for (int r = 0; r < 4; ++r)
+            for (int c = 0; c < 4; ++c)
+                out.m[r][c] = static_cast<float>(inv[r][c]);
     return out;
 }
 

@@ -343,8 +343,8 @@ class KELNO_API KMatrix {
     bool operator!=(const KMatrix& b) const { return !(*this == b); }
 
     KMatrix transpose() const;
-    // General 4x4 inverse. A singular matrix (|det| < 1e-30) yields the identity and sets
-    // *invertible to false when given.
+    // General 4x4 inverse (InvertMatrix4). A singular matrix (a pivot of 1e-30 or less) yields the identity
+    // and sets *invertible to false when given.
     KMatrix inverse(bool* invertible = nullptr) const;
 
     // p * M with w = 1; the result is divided by w when the matrix is projective and w != 0.
@@ -362,6 +362,11 @@ class KELNO_API KMatrix {
 
     float m[4][4];
 };
+
+// The inverse of a 4x4 double matrix (Gauss-Jordan elimination with partial pivoting), for
+// KMatrix and the double-precision matrices built on it. Returns false, `out` unspecified, when
+// a pivot is not finite or its magnitude is not above minPivot.
+KELNO_API bool InvertMatrix4(const double in[4][4], double out[4][4], double minPivot);
 
 // ---------------------------------------------------------------------------------------------
 // KColor

@@ -1,5 +1,7 @@
 // KDelaunay2DCmd in the host stand-in: the plug-in is loaded, the command runs with its -points
 // string, and the mesh it leaves in the scene (or the error it shows) is checked.
+#include "support/KPluginFixture.h"
+
 #include <host/Host.h>
 
 #include <maya/MFnDagNode.h>
@@ -23,22 +25,8 @@ struct Made {
     std::vector<MObject> meshes; // the mesh shapes in the scene afterwards
 };
 
-class Delaunay2DCmdTest : public testing::Test {
+class Delaunay2DCmdTest : public KelnoTest::PluginTest {
   protected:
-    static void SetUpTestSuite() {
-        Host::resetSession();
-        std::string error;
-        testing::internal::CaptureStderr();
-        MStatus st = Host::loadPlugin(KELNO_PLUGIN_PATH, &error);
-        testing::internal::GetCapturedStderr();
-        ASSERT_TRUE(st) << error;
-    }
-    static void TearDownTestSuite() {
-        Host::resetSession();
-        Host::unloadPlugin("Kelno");
-    }
-    void SetUp() override { Host::resetSession(); }
-
     static Made run(const std::vector<std::string>& args) {
         Host::clearMessages();
         Made m;

@@ -86,7 +86,8 @@ TEST_F(PluginMainTest, LoadAndUnloadInEveryApplicationState) {
                 "KEnvSphere 0x90004", "drawdb/geometry/KEnvSphere KEnvSphereNodePlugin",
                 "KTreeSkeletonGen 0x90006", "drawdb/geometry/KTreeSkeletonGen KTreeSkeletonGenNodePlugin",
                 "KGetXForm", "KExportUVs", "KImportUVs", "KTransferUVs", "KCheckCollisionCmd",
-                "KDetectInsideComponentsCmd", "KDelaunay2DCmd", "KTreeSkeletonGenCmd", "CreateKelnoMenu DeleteKelnoMenu"}));
+                "KDetectInsideComponentsCmd", "KDelaunay2DCmd", "KTreeSkeletonGenCmd",
+                "CreateKelnoMenu DeleteKelnoMenu"}));
         ASSERT_EQ(Host::sourcedScripts().size(), static_cast<size_t>(KelnoTest::kScriptCount));
         for (int i = 0; i < KelnoTest::kScriptCount; ++i)
             EXPECT_EQ(Host::sourcedScripts()[i].name, KelnoTest::kPluginScripts[i]);
@@ -101,13 +102,14 @@ TEST_F(PluginMainTest, LoadAndUnloadInEveryApplicationState) {
         ASSERT_TRUE(unload(&err));
         EXPECT_EQ(err, "");
         // Same order as the load, each draw override before its node.
-        EXPECT_EQ(succeededCalls(),
-                  (std::vector<std::string>{
-                      "KMeshLoader 0x90003", "KMeshClipper 0x90001", "KMeshXFormBinder 0x90002",
-                      "drawdb/geometry/KEnvSphere KEnvSphereNodePlugin", "KEnvSphere 0x90004",
-                      "drawdb/geometry/KTreeSkeletonGen KTreeSkeletonGenNodePlugin",
-                      "KTreeSkeletonGen 0x90006", "KGetXForm", "KExportUVs", "KImportUVs", "KTransferUVs",
-                      "KCheckCollisionCmd", "KDetectInsideComponentsCmd", "KDelaunay2DCmd", "KTreeSkeletonGenCmd"}));
+        EXPECT_EQ(
+            succeededCalls(),
+            (std::vector<std::string>{
+                "KMeshLoader 0x90003", "KMeshClipper 0x90001", "KMeshXFormBinder 0x90002",
+                "drawdb/geometry/KEnvSphere KEnvSphereNodePlugin", "KEnvSphere 0x90004",
+                "drawdb/geometry/KTreeSkeletonGen KTreeSkeletonGenNodePlugin", "KTreeSkeletonGen 0x90006",
+                "KGetXForm", "KExportUVs", "KImportUVs", "KTransferUVs", "KCheckCollisionCmd",
+                "KDetectInsideComponentsCmd", "KDelaunay2DCmd", "KTreeSkeletonGenCmd"}));
         EXPECT_EQ(Host::nodeType("KMeshLoader"), nullptr);
         EXPECT_EQ(Host::executedCommands(), c.onUnload);
     }
