@@ -36,6 +36,9 @@ Kelno::KVectorArray readPoints(const std::string& file, int sample) {
 void run(const XformOptions& options) {
     const Kelno::KVectorArray source = readPoints(options.source, options.sample);
     const Kelno::KVectorArray target = readPoints(options.target, options.sample);
+    if (target.length() < source.length())
+        fail(options.target + " has fewer vertices (" + std::to_string(target.length()) + ") than " +
+             options.source + " (" + std::to_string(source.length()) + "): the meshes do not correspond");
     Kelno::KVector pivot;
     if (!options.pivot.empty())
         pivot = Kelno::KVector(static_cast<float>(options.pivot[0]), static_cast<float>(options.pivot[1]),
@@ -61,7 +64,7 @@ void registerXformCommand(CLI::App& app) {
         "returns it: 16 numbers per matrix in storage order (row-major, points as row vectors,\n"
         "translation in numbers 12 to 14). A target holding k whole copies of the source, one after\n"
         "the other, gives k matrices; points after the last whole copy are ignored, and a target\n"
-        "with fewer vertices than the source gives none. Several meshes in one file are merged in\n"
+        "with fewer vertices than the source is refused. Several meshes in one file are merged in\n"
         "order.");
     cmd->add_option("--source", options->source, "the source mesh (OBJ, or Alembic .abc)")->required();
     cmd->add_option("--target", options->target, "the moved mesh (OBJ, or Alembic .abc)")->required();

@@ -85,12 +85,13 @@ MStatus KGetXForm::run(const MArgList& args) {
     const Kelno::KVector pivotPoint(static_cast<float>(pivot[0]), static_cast<float>(pivot[1]),
                                     static_cast<float>(pivot[2]));
 
-    // A name that is missing or names no mesh leaves its mesh empty, reported below.
+    // A name that is missing or names no mesh leaves its mesh empty, reported below; so is a
+    // target too small to hold one copy of the source (the meshes do not correspond).
     Kelno::KTriMesh source;
     Kelno::KTriMesh target;
     Kelno::GetMesh(source, sourceName.asChar(), false, "");
     Kelno::GetMesh(target, targetName.asChar(), false, "");
-    if (source.positions.empty() || target.positions.empty()) {
+    if (source.positions.empty() || target.positions.length() < source.positions.length()) {
         MGlobal::displayError("[KGetXForm] Invalid input data.");
         setResult(MDoubleArray(16, 0.0));
         return MS::kFailure;
