@@ -1,5 +1,7 @@
 // KMeshLoader end to end in the host stand-in: the plug-in is loaded, a loader is driven by
 // time1.outTime and feeds a mesh shape, and the shape is read back frame by frame.
+#include "support/KPluginFixture.h"
+
 #include <host/Host.h>
 
 #include <maya/MDataBlock.h>
@@ -25,15 +27,10 @@
 
 namespace {
 
-class KMeshLoaderTest : public testing::Test {
+class KMeshLoaderTest : public KelnoTest::PluginTest {
   protected:
     static void SetUpTestSuite() {
-        Host::resetSession();
-        std::string error;
-        testing::internal::CaptureStderr();
-        MStatus st = Host::loadPlugin(KELNO_PLUGIN_PATH, &error);
-        testing::internal::GetCapturedStderr();
-        ASSERT_TRUE(st) << error;
+        PluginTest::SetUpTestSuite();
         // One folder per process: CTest runs the cases of this suite in parallel processes.
         folder = testing::TempDir() + "kmeshloader_seq_" + std::to_string(getpid());
         ASSERT_EQ(mkdir(folder.c_str(), 0755), 0);
@@ -51,8 +48,7 @@ class KMeshLoaderTest : public testing::Test {
     }
     static void TearDownTestSuite() {
         std::system(("rm -rf '" + folder + "'").c_str());
-        Host::resetSession();
-        Host::unloadPlugin("Kelno");
+        PluginTest::TearDownTestSuite();
     }
     void SetUp() override {
         Host::resetSession();
