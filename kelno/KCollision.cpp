@@ -1,5 +1,7 @@
 #include "KCollision.h"
 
+#include "tree/KTriMeshDistTreeData.h"
+
 #include <omp.h>
 
 #include <algorithm>
@@ -58,10 +60,150 @@ inline EdgeSegment edgeSegment(const KVector& p0, const KVector& p1) {
     return e;
 }
 
+// The edge test on the four triangles of a tree block at once: piercesWithEdges' operations in
+// its order, lane by lane, so every lane gives the bits of the one-triangle test.
+struct EdgeLanes {
+    TreeDetail::F4 p0x, p0y, p0z, dx, dy, dz, length;
+    explicit EdgeLanes(const EdgeSegment& e)
+        : p0x(TreeDetail::splat(e.p0.x)), p0y(TreeDetail::splat(e.p0.y)), p0z(TreeDetail::splat(e.p0.z)),
+          dx(TreeDetail::splat(e.d.x)), dy(TreeDetail::splat(e.d.y)), dz(TreeDetail::splat(e.d.z)),
+          length(TreeDetail::splat(e.length)) {}
+};
+
+inline int piercedLanes(const TreeDetail::Block& blk, const EdgeLanes& e) {
+    using namespace TreeDetail;
+    const F4 ax = load(blk.c[0]), ay = load(blk.c[1]), az = load(blk.c[2]);
+    const F4 e1x = load(blk.c[3]) - ax, e1y = load(blk.c[4]) - ay, e1z = load(blk.c[5]) - az;
+    const F4 e2x = load(blk.c[6]) - ax, e2y = load(blk.c[7]) - ay, e2z = load(blk.c[8]) - az;
+    const F4 px = e.dy * e2z - e.dz * e2y, py = e.dz * e2x - e.dx * e2z, pz = e.dx * e2y - e.dy * e2x;
+    const F4 det = e1x * px + e1y * py + e1z * pz;
+    const F4 inv = splat(1.0f) / det;
+    const F4 sx = e.p0x - ax, sy = e.p0y - ay, sz = e.p0z - az;
+    const F4 u = (sx * px + sy * py + sz * pz) * inv;
+    const F4 qx = sy * e1z - sz * e1y, qy = sz * e1x - sx * e1z, qz = sx * e1y - sy * e1x;
+    const F4 v = (e.dx * qx + e.dy * qy + e.dz * qz) * inv;
+    const F4 t = (e2x * qx + e2y * qy + e2z * qz) * inv;
+    const F4 eps = splat(kEps), negEps = splat(-kEps), one = splat(1.0f);
+    // |det| > eps, NaN included, as two comparisons.
+    const F4 pierced = (u >= negEps) & (u <= one) & ((det > eps) | (negEps > det)) & (v >= negEps) &
+                       (u + v <= one) & (t >= eps) & (t <= e.length);
+    return bits(pierced);
+}
+
+// The lanes of a block whose triangle has v0 or v1 among its corners.
+inline int lanesWithCorner(const TreeDetail::BlockVertices& bv, int v0, int v1) {
+#if KELNO_TREE_SSE
+    const __m128i a = _mm_set1_epi32(v0), b = _mm_set1_epi32(v1);
+    __m128i m = _mm_setzero_si128();
+    for (int k = 0; k < 3; ++k) {
+        const __m128i c = _mm_load_si128(reinterpret_cast<const __m128i*>(bv.v[k]));
+        m = _mm_or_si128(m, _mm_or_si128(_mm_cmpeq_epi32(c, a), _mm_cmpeq_epi32(c, b)));
+    }
+    return _mm_movemask_ps(_mm_castsi128_ps(m));
+#else
+    int m = 0;
+    for (int lane = 0; lane < 4; ++lane) {
+        for (int k = 0; k < 3; ++k) {
+            if (bv.v[k][lane] == v0 || bv.v[k][lane] == v1)
+                m |= 1 << lane;
+        }
+    }
+    return m;
+#endif
+}
+
+// The collision check for one edge (v0, v1) in a single walk of the tree: the box query of
+// KTriMeshDistTree::getTriangles (the same comparisons), the triangles with v0 or v1 as a
+// corner left out, and the test four triangles at a time; stops at the first pierced one.
+// Flags exactly the edges the query-then-test form flags: the candidates are the same set and
+// each test gives the same bits.
+bool edgePiercesTree(const KTriMeshDistTree::Data& data, const EdgeSegment& e, int v0, int v1) {
+    using namespace TreeDetail;
+    if (data.triangleCount == 0)
+        return false;
+    const F4 lo[3] = {splat(e.box.min().x), splat(e.box.min().y), splat(e.box.min().z)};
+    const F4 hi[3] = {splat(e.box.max().x), splat(e.box.max().y), splat(e.box.max().z)};
+    const EdgeLanes lanes(e);
+    int stack[256];
+    int sp = 0;
+    stack[sp++] = data.root;
+    while (sp) {
+        const int ref = stack[--sp];
+        if (!isLeaf(ref)) {
+            const Node& n = data.nodes[static_cast<std::size_t>(ref)];
+            const F4 m = (load(n.b[0]) <= hi[0]) & (load(n.b[1]) <= hi[1]) & (load(n.b[2]) <= hi[2]) &
+                         (load(n.b[3]) >= lo[0]) & (load(n.b[4]) >= lo[1]) & (load(n.b[5]) >= lo[2]);
+            int hit = bits(m) & n.valid;
+            while (hit) {
+                const int c = lowestBit(static_cast<unsigned>(hit));
+                hit &= hit - 1;
+                data._prefetch(n.child[c]);
+                stack[sp++] = n.child[c];
+            }
+            continue;
+        }
+        const int first = leafFirst(ref), blockCount = leafCount(ref);
+        for (int b = 0; b < blockCount; ++b) {
+            const std::size_t index = static_cast<std::size_t>(first + b);
+            const Block& blk = data.blocks[index];
+            F4 m = splat(0.0f) <= splat(0.0f);
+            for (int a = 0; a < 3; ++a) {
+                const F4 c0 = load(blk.c[a]), c1 = load(blk.c[3 + a]), c2 = load(blk.c[6 + a]);
+                m = m & (vmin(vmin(c0, c1), c2) <= hi[a]) & (vmax(vmax(c0, c1), c2) >= lo[a]);
+            }
+            int candidates = bits(m);
+            if (!candidates)
+                continue;
+            candidates &= ~lanesWithCorner(data.vertices[index], v0, v1);
+            if (candidates && (piercedLanes(blk, lanes) & candidates))
+                return true;
+        }
+    }
+    return false;
+}
+
 inline bool hasCorner(const KInt3& tri, int v) { return tri[0] == v || tri[1] == v || tri[2] == v; }
 
 inline bool validEdge(const KInt2& edge, int vertexCount) {
     return edge[0] >= 0 && edge[1] >= 0 && edge[0] < vertexCount && edge[1] < vertexCount;
+}
+
+// The edges in the order of the tree's leaves: each vertex takes the index of the first block
+// that holds it, each edge the smaller of its two, and a counting sort lines them up. Walking
+// the edges so keeps consecutive ones in the same leaves, which spares most of the memory
+// traffic of the walk (the mesh's own edge order is often far less coherent). Edges with a
+// vertex in no block come last.
+void edgesInTreeOrder(const KTriMeshDistTree::Data& data, const KInt2Array& edges, int vertexCount,
+                      std::vector<int>& order) {
+    const int blockCount = data.blockCount;
+    std::vector<int> rank(static_cast<std::size_t>(vertexCount), blockCount);
+    for (int b = blockCount - 1; b >= 0; --b) {
+        const TreeDetail::BlockVertices& bv = data.vertices[static_cast<std::size_t>(b)];
+        for (int k = 0; k < 3; ++k) {
+            for (int lane = 0; lane < 4; ++lane) {
+                const int v = bv.v[k][lane];
+                if (v >= 0)
+                    rank[static_cast<std::size_t>(v)] = b;
+            }
+        }
+    }
+    const int edgeCount = edges.length();
+    std::vector<int> start(static_cast<std::size_t>(blockCount) + 2, 0);
+    std::vector<int> key(static_cast<std::size_t>(edgeCount));
+    for (int i = 0; i < edgeCount; ++i) {
+        const KInt2 e = edges[i];
+        const int k = validEdge(e, vertexCount) ? std::min(rank[static_cast<std::size_t>(e[0])],
+                                                           rank[static_cast<std::size_t>(e[1])])
+                                                : blockCount;
+        key[static_cast<std::size_t>(i)] = k;
+        ++start[static_cast<std::size_t>(k) + 1];
+    }
+    for (std::size_t k = 1; k < start.size(); ++k)
+        start[k] += start[k - 1];
+    order.resize(static_cast<std::size_t>(edgeCount));
+    for (int i = 0; i < edgeCount; ++i)
+        order[static_cast<std::size_t>(start[static_cast<std::size_t>(key[static_cast<std::size_t>(i)])]++)] =
+            i;
 }
 
 // Reports progress from the first thread only, at most every 4096 of its own items.
@@ -102,37 +244,41 @@ bool SegmentPiercesTriangle(const KVector& p0, const KVector& p1, const KVector&
 void FindIntersectingEdges(const KTriMesh& mesh, const KTriMeshDistTree& tree,
                            const KTriMeshConnectionInfo& connections, KIntArray& hit,
                            const KProgressCallback& progress) {
-    const int edgeCount = connections.e2v.length();
+    int edgeCount = connections.e2v.length();
     hit.assign(static_cast<std::size_t>(edgeCount), 0);
     if (progress)
         progress(0.0f);
     const KVectorArray& positions = mesh.positions;
-    const KInt3Array& triangles = mesh.triangles;
     const int vertexCount = positions.length();
     ProgressReporter reporter(progress, edgeCount);
-#pragma omp parallel
-    {
-        KIntArray candidates;
-#pragma omp for schedule(static)
-        for (int i = 0; i < edgeCount; ++i) {
-            reporter.step();
-            const KInt2 edge = connections.e2v[i];
-            if (!validEdge(edge, vertexCount))
-                continue;
-            const EdgeSegment e = edgeSegment(positions[edge[0]], positions[edge[1]]);
-            // The order of the candidates does not matter: the edge is flagged when any of
-            // them is pierced.
-            tree.getTriangles(e.box, candidates, false);
-            for (int t : candidates) {
-                const KInt3& tri = triangles[t];
-                if (hasCorner(tri, edge[0]) || hasCorner(tri, edge[1]))
-                    continue;
-                if (pierces(e.p0, e.d, e.length, positions[tri[0]], positions[tri[1]], positions[tri[2]])) {
-                    hit[i] = 1;
-                    break;
-                }
+    const KTriMeshDistTree::Data* data = tree.data();
+    if (!data || data->triangleCount == 0)
+        edgeCount = 0; // nothing to pierce
+    std::vector<int> order;
+    if (edgeCount > 0)
+        edgesInTreeOrder(*data, connections.e2v, vertexCount, order);
+#pragma omp parallel for schedule(static)
+    for (int k = 0; k < edgeCount; ++k) {
+        reporter.step();
+#if KELNO_TREE_SSE
+        if (k + 8 < edgeCount)
+            _mm_prefetch(
+                reinterpret_cast<const char*>(&connections.e2v[order[static_cast<std::size_t>(k) + 8]]),
+                _MM_HINT_T0);
+        if (k + 4 < edgeCount) {
+            const KInt2 ahead = connections.e2v[order[static_cast<std::size_t>(k) + 4]];
+            if (validEdge(ahead, vertexCount)) {
+                _mm_prefetch(reinterpret_cast<const char*>(&positions[ahead[0]]), _MM_HINT_T0);
+                _mm_prefetch(reinterpret_cast<const char*>(&positions[ahead[1]]), _MM_HINT_T0);
             }
         }
+#endif
+        const int i = order[static_cast<std::size_t>(k)];
+        const KInt2 edge = connections.e2v[i];
+        if (!validEdge(edge, vertexCount))
+            continue;
+        const EdgeSegment e = edgeSegment(positions[edge[0]], positions[edge[1]]);
+        hit[i] = edgePiercesTree(*data, e, edge[0], edge[1]) ? 1 : 0;
     }
     if (progress)
         progress(1.0f);

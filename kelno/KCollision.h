@@ -46,8 +46,9 @@ KELNO_API float FastInverseSqrt(float x);
 // segment against the triangles of `mesh` whose boxes overlap the edge's box widened by 1e-30,
 // leaving out the triangles that have either end vertex of the edge among their corners.
 // `hit` is replaced with one entry per edge: 1 when the edge pierces one of those triangles,
-// otherwise 0. `tree` must be built over `mesh`. One OpenMP loop over the edges with static
-// scheduling (each thread a run of consecutive edges). `progress`, when set, is called now and
+// otherwise 0. `tree` must be built over `mesh` as it is now: the triangles are read from the
+// tree's copy of their corners and vertex indices, in one walk of the tree per edge. One OpenMP
+// loop over the edges with static scheduling (each thread a run of consecutive edges). `progress`, when set, is called now and
 // then with the share of edges done.
 KELNO_API void FindIntersectingEdges(const KTriMesh& mesh, const KTriMeshDistTree& tree,
                                      const KTriMeshConnectionInfo& connections, KIntArray& hit,

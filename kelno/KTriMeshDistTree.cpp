@@ -8,203 +8,13 @@
 #include <new>
 #include <vector>
 
-#if defined(__SSE2__) || defined(_M_X64) || (defined(_M_IX86_FP) && _M_IX86_FP >= 2)
-#include <emmintrin.h>
-#define KELNO_TREE_SSE 1
-#endif
-#if defined(_MSC_VER)
-#include <intrin.h>
-#endif
+#include "tree/KTriMeshDistTreeData.h"
 
 namespace Kelno {
 
+using namespace TreeDetail;
+
 namespace {
-
-// ---------------------------------------------------------------------------------------------
-// Four-lane float arithmetic. Every lane runs exactly the same IEEE operations in the same order,
-// so a lane gives bit-identical results to the one-triangle entry point; the plain C++ fallback
-// reproduces SSE's min/max semantics (the second operand wins when either is NaN).
-
-#if KELNO_TREE_SSE
-struct F4 {
-    __m128 v;
-};
-inline F4 load(const float* p) { return {_mm_load_ps(p)}; }
-inline F4 splat(float f) { return {_mm_set1_ps(f)}; }
-inline void store(float* p, F4 a) { _mm_storeu_ps(p, a.v); }
-inline F4 operator+(F4 a, F4 b) { return {_mm_add_ps(a.v, b.v)}; }
-inline F4 operator-(F4 a, F4 b) { return {_mm_sub_ps(a.v, b.v)}; }
-inline F4 operator*(F4 a, F4 b) { return {_mm_mul_ps(a.v, b.v)}; }
-inline F4 operator/(F4 a, F4 b) { return {_mm_div_ps(a.v, b.v)}; }
-inline F4 vmin(F4 a, F4 b) { return {_mm_min_ps(a.v, b.v)}; }
-inline F4 vmax(F4 a, F4 b) { return {_mm_max_ps(a.v, b.v)}; }
-// About 12 correct bits; only used for error margins.
-inline F4 reciprocal(F4 a) { return {_mm_rcp_ps(a.v)}; }
-inline F4 operator<=(F4 a, F4 b) { return {_mm_cmple_ps(a.v, b.v)}; }
-inline F4 operator>=(F4 a, F4 b) { return {_mm_cmpge_ps(a.v, b.v)}; }
-inline F4 operator>(F4 a, F4 b) { return {_mm_cmpgt_ps(a.v, b.v)}; }
-inline F4 operator&(F4 a, F4 b) { return {_mm_and_ps(a.v, b.v)}; }
-inline F4 operator|(F4 a, F4 b) { return {_mm_or_ps(a.v, b.v)}; }
-inline F4 andNot(F4 a, F4 b) { return {_mm_andnot_ps(b.v, a.v)}; } // a & ~b
-inline F4 select(F4 mask, F4 a, F4 b) {
-    return {_mm_or_ps(_mm_and_ps(mask.v, a.v), _mm_andnot_ps(mask.v, b.v))};
-}
-inline int bits(F4 mask) { return _mm_movemask_ps(mask.v); }
-#else
-struct F4 {
-    float f[4];
-};
-inline F4 load(const float* p) {
-    F4 r;
-    std::memcpy(r.f, p, sizeof(r.f));
-    return r;
-}
-inline F4 splat(float f) { return {{f, f, f, f}}; }
-inline void store(float* p, F4 a) { std::memcpy(p, a.f, sizeof(a.f)); }
-template <class Op> inline F4 lanes(F4 a, F4 b, Op op) {
-    F4 r;
-    for (int i = 0; i < 4; ++i)
-        r.f[i] = op(a.f[i], b.f[i]);
-    return r;
-}
-inline float maskOf(bool b) {
-    const std::uint32_t u = b ? 0xffffffffu : 0u;
-    float f;
-    std::memcpy(&f, &u, sizeof(f));
-    return f;
-}
-inline std::uint32_t raw(float f) {
-    std::uint32_t u;
-    std::memcpy(&u, &f, sizeof(u));
-    return u;
-}
-inline float cooked(std::uint32_t u) {
-    float f;
-    std::memcpy(&f, &u, sizeof(f));
-    return f;
-}
-inline F4 operator+(F4 a, F4 b) {
-    return lanes(a, b, [](float x, float y) { return x + y; });
-}
-inline F4 operator-(F4 a, F4 b) {
-    return lanes(a, b, [](float x, float y) { return x - y; });
-}
-inline F4 operator*(F4 a, F4 b) {
-    return lanes(a, b, [](float x, float y) { return x * y; });
-}
-inline F4 operator/(F4 a, F4 b) {
-    return lanes(a, b, [](float x, float y) { return x / y; });
-}
-inline F4 vmin(F4 a, F4 b) {
-    return lanes(a, b, [](float x, float y) { return x < y ? x : y; });
-}
-inline F4 vmax(F4 a, F4 b) {
-    return lanes(a, b, [](float x, float y) { return x > y ? x : y; });
-}
-inline F4 reciprocal(F4 a) {
-    return lanes(a, a, [](float x, float) { return 1.0f / x; });
-}
-inline F4 operator<=(F4 a, F4 b) {
-    return lanes(a, b, [](float x, float y) { return maskOf(x <= y); });
-}
-inline F4 operator>=(F4 a, F4 b) {
-    return lanes(a, b, [](float x, float y) { return maskOf(x >= y); });
-}
-inline F4 operator>(F4 a, F4 b) {
-    return lanes(a, b, [](float x, float y) { return maskOf(x > y); });
-}
-inline F4 operator&(F4 a, F4 b) {
-    return lanes(a, b, [](float x, float y) { return cooked(raw(x) & raw(y)); });
-}
-inline F4 operator|(F4 a, F4 b) {
-    return lanes(a, b, [](float x, float y) { return cooked(raw(x) | raw(y)); });
-}
-inline F4 andNot(F4 a, F4 b) {
-    return lanes(a, b, [](float x, float y) { return cooked(raw(x) & ~raw(y)); });
-}
-inline F4 select(F4 mask, F4 a, F4 b) { return (mask & a) | andNot(b, mask); }
-inline int bits(F4 mask) {
-    int r = 0;
-    for (int i = 0; i < 4; ++i)
-        r |= (raw(mask.f[i]) >> 31) << i;
-    return r;
-}
-#endif
-
-inline int lowestBit(unsigned m) {
-#if defined(_MSC_VER)
-    unsigned long i;
-    _BitScanForward(&i, m);
-    return static_cast<int>(i);
-#else
-    return __builtin_ctz(m);
-#endif
-}
-
-inline F4 clamp01(F4 a) { return vmin(vmax(a, splat(0.0f)), splat(1.0f)); }
-
-// The smallest of the four lanes (none may be NaN).
-inline float smallest(F4 a) {
-#if KELNO_TREE_SSE
-    const __m128 b = _mm_min_ps(a.v, _mm_movehl_ps(a.v, a.v));
-    return _mm_cvtss_f32(_mm_min_ss(b, _mm_shuffle_ps(b, b, 1)));
-#else
-    return std::min(std::min(a.f[0], a.f[1]), std::min(a.f[2], a.f[3]));
-#endif
-}
-
-// ---------------------------------------------------------------------------------------------
-// Storage
-
-// Four triangles, corners as structure of arrays: c[3 * k + axis][lane] is corner k. Unused
-// lanes hold NaN corners (their distance is NaN and never wins) and the index -1.
-struct alignas(16) Block {
-    float c[9][4];
-    int id[4];
-};
-
-// Child reference: >= 0 is a node index; < 0 is a leaf, ~ref = (first block << 2) | (blocks - 1).
-inline bool isLeaf(int ref) { return ref < 0; }
-inline int leafRef(int firstBlock, int blockCount) { return ~((firstBlock << 2) | (blockCount - 1)); }
-inline int leafFirst(int ref) { return (~ref) >> 2; }
-inline int leafCount(int ref) { return ((~ref) & 3) + 1; }
-
-// Four child boxes as structure of arrays (b[0..2] min x y z, b[3..5] max x y z). Empty slots
-// have inverted infinite boxes and are also left out of `valid`.
-struct alignas(64) Node {
-    float b[6][4];
-    int child[4];
-    int valid; // bit k set when child k exists
-    int pad[3];
-};
-static_assert(sizeof(Node) == 128, "two cache lines per node");
-static_assert(sizeof(Block) == 160, "packed block");
-
-// Plain aligned array (over-aligned new is not available in C++14).
-template <class T> class AlignedArray {
-  public:
-    AlignedArray() = default;
-    AlignedArray(const AlignedArray&) = delete;
-    AlignedArray& operator=(const AlignedArray&) = delete;
-    ~AlignedArray() { ::operator delete(m_raw); }
-    void allocate(std::size_t n) {
-        ::operator delete(m_raw);
-        m_raw = ::operator new(n * sizeof(T) + 64);
-        const std::uintptr_t a = (reinterpret_cast<std::uintptr_t>(m_raw) + 63) & ~std::uintptr_t(63);
-        m_data = reinterpret_cast<T*>(a);
-        m_size = n;
-    }
-    T* data() { return m_data; }
-    const T* data() const { return m_data; }
-    T& operator[](std::size_t i) { return m_data[i]; }
-    const T& operator[](std::size_t i) const { return m_data[i]; }
-    std::size_t size() const { return m_size; }
-
-  private:
-    void* m_raw = nullptr;
-    T* m_data = nullptr;
-    std::size_t m_size = 0;
-};
 
 // ---------------------------------------------------------------------------------------------
 // Closest point on one triangle, in double precision.
@@ -754,45 +564,15 @@ class Builder {
 // ---------------------------------------------------------------------------------------------
 // The built tree
 
-struct KTriMeshDistTree::Data {
-    AlignedArray<Node> nodes;
-    AlignedArray<Block> blocks;
-    int nodeCount = 0;
-    int blockCount = 0;
-    int root = 0;
-    int triangleCount = 0;
-    KBoundingBox box;
-
-    // Starts loading a child (node or first leaf block) while other work goes on.
-    void _prefetch(int ref) const {
-#if KELNO_TREE_SSE
-        const char* at =
-            isLeaf(ref) ? reinterpret_cast<const char*>(&blocks[static_cast<std::size_t>(leafFirst(ref))])
-                        : reinterpret_cast<const char*>(&nodes[static_cast<std::size_t>(ref)]);
-        _mm_prefetch(at, _MM_HINT_T0);
-        _mm_prefetch(at + 64, _MM_HINT_T0);
-        if (isLeaf(ref))
-            _mm_prefetch(at + 128, _MM_HINT_T0);
-#else
-        (void)ref;
-#endif
-    }
-
-    // The index of the nearest triangle within maxDistance (-1 for none), its weights and the
-    // block and lane that hold it.
-    int closest(const KVector& p, float maxDistance, double& s, double& t, const Block*& block,
-                int& lane) const;
-    void boxQuery(const KBoundingBox& box, KIntArray& out) const;
-};
-
 namespace {
 
 // Turns the binary build tree into four-wide nodes (opening the largest child first) and
 // writes nodes and blocks in depth-first order.
 class Collapser {
   public:
-    Collapser(const BuildNode* bin, const PrimRef* prims, const KTriMesh& mesh, Node* nodes, Block* blocks)
-        : m_bin(bin), m_prims(prims), m_mesh(mesh), m_nodes(nodes), m_blocks(blocks) {}
+    Collapser(const BuildNode* bin, const PrimRef* prims, const KTriMesh& mesh, Node* nodes, Block* blocks,
+              BlockVertices* vertices)
+        : m_bin(bin), m_prims(prims), m_mesh(mesh), m_nodes(nodes), m_blocks(blocks), m_vertices(vertices) {}
 
     int emit(int b) {
         const BuildNode& bn = m_bin[b];
@@ -853,6 +633,7 @@ class Collapser {
         const int blocks = blocksFor(count);
         const float nan = std::numeric_limits<float>::quiet_NaN();
         for (int k = 0; k < blocks; ++k) {
+            BlockVertices& vertices = m_vertices[m_blockCount];
             Block& blk = m_blocks[m_blockCount++];
             for (int lane = 0; lane < 4; ++lane) {
                 const int i = 4 * k + lane;
@@ -864,11 +645,14 @@ class Collapser {
                         blk.c[3 * corner][lane] = v.x;
                         blk.c[3 * corner + 1][lane] = v.y;
                         blk.c[3 * corner + 2][lane] = v.z;
+                        vertices.v[corner][lane] = tri[corner];
                     }
                     blk.id[lane] = id;
                 } else {
                     for (int j = 0; j < 9; ++j)
                         blk.c[j][lane] = nan;
+                    for (int corner = 0; corner < 3; ++corner)
+                        vertices.v[corner][lane] = -1;
                     blk.id[lane] = -1;
                 }
             }
@@ -881,6 +665,7 @@ class Collapser {
     const KTriMesh& m_mesh;
     Node* m_nodes;
     Block* m_blocks;
+    BlockVertices* m_vertices;
     int m_nodeCount = 0;
     int m_blockCount = 0;
 };
@@ -909,7 +694,7 @@ std::size_t KTriMeshDistTree::memoryBytes() const {
     if (!m_data)
         return 0;
     return sizeof(Data) + static_cast<std::size_t>(m_data->nodeCount) * sizeof(Node) +
-           static_cast<std::size_t>(m_data->blockCount) * sizeof(Block);
+           static_cast<std::size_t>(m_data->blockCount) * (sizeof(Block) + sizeof(BlockVertices));
 }
 
 KBoundingBox KTriMeshDistTree::boundingBox() const { return m_data ? m_data->box : KBoundingBox(); }
@@ -973,7 +758,9 @@ void KTriMeshDistTree::set(const KTriMesh& mesh) {
     // Node and block counts are not known before collapsing; the bounds below always hold.
     data->nodes.allocate(static_cast<std::size_t>(count));
     data->blocks.allocate(static_cast<std::size_t>(count));
-    Collapser collapser(binary.get(), prims.data(), mesh, data->nodes.data(), data->blocks.data());
+    data->vertices.allocate(static_cast<std::size_t>(count));
+    Collapser collapser(binary.get(), prims.data(), mesh, data->nodes.data(), data->blocks.data(),
+                        data->vertices.data());
     data->root = collapser.emit(0);
     data->nodeCount = collapser.nodeCount();
     data->blockCount = collapser.blockCount();

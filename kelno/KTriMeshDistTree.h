@@ -1,8 +1,8 @@
 // Closest-point and box queries over the triangles of a KTriMesh.
 //
 // Owns KTriMeshDistTree: a bounding volume hierarchy (4 boxes per node, single-precision boxes,
-// triangles packed four to a block) built once over a copy of the mesh's triangle corners;
-// about 55 bytes per triangle in all.
+// triangles packed four to a block) built once over a copy of the mesh's triangle corners and
+// vertex indices; about 70 bytes per triangle in all.
 // The tree does not refer to the mesh after set(): changing or destroying the mesh later does
 // not affect it (rebuild with set() to follow a changed mesh). The built data is immutable and
 // shared between copies of a tree, so copying a tree is cheap.
@@ -100,8 +100,10 @@ class KELNO_API KTriMeshDistTree {
     // The box of every triangle in the tree (uninitialised when empty).
     KBoundingBox boundingBox() const;
 
-    // The built tree; defined in the .cpp file.
+    // The built tree, for traversals inside the library (kelno/tree/KTriMeshDistTreeData.h);
+    // null before set().
     struct Data;
+    const Data* data() const { return m_data.get(); }
 
   private:
     int m_maxLeafSize;

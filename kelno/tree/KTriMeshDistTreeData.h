@@ -1,0 +1,255 @@
+// The built closest-point tree's memory layout, shared inside the library by the tree itself and
+// by traversals fused with their per-triangle work (the collision check's edge test). Not a
+// public header: the layout may change with any build.
+//
+// Owns: F4 (four float lanes, SSE2 or plain C++), the leaf blocks and their vertex indices, the
+// four-wide nodes, and KTriMeshDistTree::Data (the immutable built tree).
+#pragma once
+
+#include <kelno/KTriMeshDistTree.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <new>
+
+#if defined(__SSE2__) || defined(_M_X64) || (defined(_M_IX86_FP) && _M_IX86_FP >= 2)
+#include <emmintrin.h>
+#define KELNO_TREE_SSE 1
+#endif
+#if defined(_MSC_VER)
+#include <intrin.h>
+#endif
+
+namespace Kelno {
+namespace TreeDetail {
+
+// ---------------------------------------------------------------------------------------------
+// Four-lane float arithmetic. Every lane runs exactly the same IEEE operations in the same order,
+// so a lane gives bit-identical results to the one-triangle entry point; the plain C++ fallback
+// reproduces SSE's min/max semantics (the second operand wins when either is NaN).
+
+#if KELNO_TREE_SSE
+struct F4 {
+    __m128 v;
+};
+inline F4 load(const float* p) { return {_mm_load_ps(p)}; }
+inline F4 splat(float f) { return {_mm_set1_ps(f)}; }
+inline void store(float* p, F4 a) { _mm_storeu_ps(p, a.v); }
+inline F4 operator+(F4 a, F4 b) { return {_mm_add_ps(a.v, b.v)}; }
+inline F4 operator-(F4 a, F4 b) { return {_mm_sub_ps(a.v, b.v)}; }
+inline F4 operator*(F4 a, F4 b) { return {_mm_mul_ps(a.v, b.v)}; }
+inline F4 operator/(F4 a, F4 b) { return {_mm_div_ps(a.v, b.v)}; }
+inline F4 vmin(F4 a, F4 b) { return {_mm_min_ps(a.v, b.v)}; }
+inline F4 vmax(F4 a, F4 b) { return {_mm_max_ps(a.v, b.v)}; }
+// About 12 correct bits; only used for error margins.
+inline F4 reciprocal(F4 a) { return {_mm_rcp_ps(a.v)}; }
+inline F4 operator<=(F4 a, F4 b) { return {_mm_cmple_ps(a.v, b.v)}; }
+inline F4 operator>=(F4 a, F4 b) { return {_mm_cmpge_ps(a.v, b.v)}; }
+inline F4 operator>(F4 a, F4 b) { return {_mm_cmpgt_ps(a.v, b.v)}; }
+inline F4 operator&(F4 a, F4 b) { return {_mm_and_ps(a.v, b.v)}; }
+inline F4 operator|(F4 a, F4 b) { return {_mm_or_ps(a.v, b.v)}; }
+inline F4 andNot(F4 a, F4 b) { return {_mm_andnot_ps(b.v, a.v)}; } // a & ~b
+inline F4 select(F4 mask, F4 a, F4 b) {
+    return {_mm_or_ps(_mm_and_ps(mask.v, a.v), _mm_andnot_ps(mask.v, b.v))};
+}
+inline int bits(F4 mask) { return _mm_movemask_ps(mask.v); }
+#else
+struct F4 {
+    float f[4];
+};
+inline F4 load(const float* p) {
+    F4 r;
+    std::memcpy(r.f, p, sizeof(r.f));
+    return r;
+}
+inline F4 splat(float f) { return {{f, f, f, f}}; }
+inline void store(float* p, F4 a) { std::memcpy(p, a.f, sizeof(a.f)); }
+template <class Op> inline F4 lanes(F4 a, F4 b, Op op) {
+    F4 r;
+    for (int i = 0; i < 4; ++i)
+        r.f[i] = op(a.f[i], b.f[i]);
+    return r;
+}
+inline float maskOf(bool b) {
+    const std::uint32_t u = b ? 0xffffffffu : 0u;
+    float f;
+    std::memcpy(&f, &u, sizeof(f));
+    return f;
+}
+inline std::uint32_t raw(float f) {
+    std::uint32_t u;
+    std::memcpy(&u, &f, sizeof(u));
+    return u;
+}
+inline float cooked(std::uint32_t u) {
+    float f;
+    std::memcpy(&f, &u, sizeof(f));
+    return f;
+}
+inline F4 operator+(F4 a, F4 b) {
+    return lanes(a, b, [](float x, float y) { return x + y; });
+}
+inline F4 operator-(F4 a, F4 b) {
+    return lanes(a, b, [](float x, float y) { return x - y; });
+}
+inline F4 operator*(F4 a, F4 b) {
+    return lanes(a, b, [](float x, float y) { return x * y; });
+}
+inline F4 operator/(F4 a, F4 b) {
+    return lanes(a, b, [](float x, float y) { return x / y; });
+}
+inline F4 vmin(F4 a, F4 b) {
+    return lanes(a, b, [](float x, float y) { return x < y ? x : y; });
+}
+inline F4 vmax(F4 a, F4 b) {
+    return lanes(a, b, [](float x, float y) { return x > y ? x : y; });
+}
+inline F4 reciprocal(F4 a) {
+    return lanes(a, a, [](float x, float) { return 1.0f / x; });
+}
+inline F4 operator<=(F4 a, F4 b) {
+    return lanes(a, b, [](float x, float y) { return maskOf(x <= y); });
+}
+inline F4 operator>=(F4 a, F4 b) {
+    return lanes(a, b, [](float x, float y) { return maskOf(x >= y); });
+}
+inline F4 operator>(F4 a, F4 b) {
+    return lanes(a, b, [](float x, float y) { return maskOf(x > y); });
+}
+inline F4 operator&(F4 a, F4 b) {
+    return lanes(a, b, [](float x, float y) { return cooked(raw(x) & raw(y)); });
+}
+inline F4 operator|(F4 a, F4 b) {
+    return lanes(a, b, [](float x, float y) { return cooked(raw(x) | raw(y)); });
+}
+inline F4 andNot(F4 a, F4 b) {
+    return lanes(a, b, [](float x, float y) { return cooked(raw(x) & ~raw(y)); });
+}
+inline F4 select(F4 mask, F4 a, F4 b) { return (mask & a) | andNot(b, mask); }
+inline int bits(F4 mask) {
+    int r = 0;
+    for (int i = 0; i < 4; ++i)
+        r |= (raw(mask.f[i]) >> 31) << i;
+    return r;
+}
+#endif
+
+inline int lowestBit(unsigned m) {
+#if defined(_MSC_VER)
+    unsigned long i;
+    _BitScanForward(&i, m);
+    return static_cast<int>(i);
+#else
+    return __builtin_ctz(m);
+#endif
+}
+
+inline F4 clamp01(F4 a) { return vmin(vmax(a, splat(0.0f)), splat(1.0f)); }
+
+// The smallest of the four lanes (none may be NaN).
+inline float smallest(F4 a) {
+#if KELNO_TREE_SSE
+    const __m128 b = _mm_min_ps(a.v, _mm_movehl_ps(a.v, a.v));
+    return _mm_cvtss_f32(_mm_min_ss(b, _mm_shuffle_ps(b, b, 1)));
+#else
+    return std::min(std::min(a.f[0], a.f[1]), std::min(a.f[2], a.f[3]));
+#endif
+}
+
+// ---------------------------------------------------------------------------------------------
+// Storage
+
+// Four triangles, corners as structure of arrays: c[3 * k + axis][lane] is corner k. Unused
+// lanes hold NaN corners (their distance is NaN and never wins) and the index -1.
+struct alignas(16) Block {
+    float c[9][4];
+    int id[4];
+};
+
+// Child reference: >= 0 is a node index; < 0 is a leaf, ~ref = (first block << 2) | (blocks - 1).
+inline bool isLeaf(int ref) { return ref < 0; }
+inline int leafRef(int firstBlock, int blockCount) { return ~((firstBlock << 2) | (blockCount - 1)); }
+inline int leafFirst(int ref) { return (~ref) >> 2; }
+inline int leafCount(int ref) { return ((~ref) & 3) + 1; }
+
+// Four child boxes as structure of arrays (b[0..2] min x y z, b[3..5] max x y z). Empty slots
+// have inverted infinite boxes and are also left out of `valid`.
+struct alignas(64) Node {
+    float b[6][4];
+    int child[4];
+    int valid; // bit k set when child k exists
+    int pad[3];
+};
+static_assert(sizeof(Node) == 128, "two cache lines per node");
+static_assert(sizeof(Block) == 160, "packed block");
+
+// The vertex indices of a block's triangles, kept beside the blocks (same index) so that the
+// closest-point walk does not load them: v[k][lane] is corner k's index, -1 in unused lanes.
+struct alignas(16) BlockVertices {
+    int v[3][4];
+};
+
+// Plain aligned array (over-aligned new is not available in C++14).
+template <class T> class AlignedArray {
+  public:
+    AlignedArray() = default;
+    AlignedArray(const AlignedArray&) = delete;
+    AlignedArray& operator=(const AlignedArray&) = delete;
+    ~AlignedArray() { ::operator delete(m_raw); }
+    void allocate(std::size_t n) {
+        ::operator delete(m_raw);
+        m_raw = ::operator new(n * sizeof(T) + 64);
+        const std::uintptr_t a = (reinterpret_cast<std::uintptr_t>(m_raw) + 63) & ~std::uintptr_t(63);
+        m_data = reinterpret_cast<T*>(a);
+        m_size = n;
+    }
+    T* data() { return m_data; }
+    const T* data() const { return m_data; }
+    T& operator[](std::size_t i) { return m_data[i]; }
+    const T& operator[](std::size_t i) const { return m_data[i]; }
+    std::size_t size() const { return m_size; }
+
+  private:
+    void* m_raw = nullptr;
+    T* m_data = nullptr;
+    std::size_t m_size = 0;
+};
+
+} // namespace TreeDetail
+
+struct KTriMeshDistTree::Data {
+    TreeDetail::AlignedArray<TreeDetail::Node> nodes;
+    TreeDetail::AlignedArray<TreeDetail::Block> blocks;
+    TreeDetail::AlignedArray<TreeDetail::BlockVertices> vertices;
+    int nodeCount = 0;
+    int blockCount = 0;
+    int root = 0;
+    int triangleCount = 0;
+    KBoundingBox box;
+
+    // Starts loading a child (node or first leaf block) while other work goes on.
+    void _prefetch(int ref) const {
+#if KELNO_TREE_SSE
+        const char* at =
+            TreeDetail::isLeaf(ref)
+                ? reinterpret_cast<const char*>(&blocks[static_cast<std::size_t>(TreeDetail::leafFirst(ref))])
+                : reinterpret_cast<const char*>(&nodes[static_cast<std::size_t>(ref)]);
+        _mm_prefetch(at, _MM_HINT_T0);
+        _mm_prefetch(at + 64, _MM_HINT_T0);
+        if (TreeDetail::isLeaf(ref))
+            _mm_prefetch(at + 128, _MM_HINT_T0);
+#else
+        (void)ref;
+#endif
+    }
+
+    // The index of the nearest triangle within maxDistance (-1 for none), its weights and the
+    // block and lane that hold it.
+    int closest(const KVector& p, float maxDistance, double& s, double& t, const TreeDetail::Block*& block,
+                int& lane) const;
+    void boxQuery(const KBoundingBox& box, KIntArray& out) const;
+};
+
+} // namespace Kelno
