@@ -17,6 +17,14 @@ namespace {
 
 const float kEps = 1e-30f;
 
+// Kept out of the tree walk: the test runs for about one block in five, and inlined it would
+// push the walk's own values out of registers.
+#if defined(__GNUC__)
+#define KELNO_OUT_OF_LINE __attribute__((noinline))
+#else
+#define KELNO_OUT_OF_LINE
+#endif
+
 // The test with the normalised direction and the exact length already formed for the edge,
 // and the triangle's edge vectors for the triangle: each depends on its own element alone, so
 // forming them once gives the same bits as forming them for every pair.
@@ -70,7 +78,7 @@ struct EdgeLanes {
           length(TreeDetail::splat(e.length)) {}
 };
 
-inline int piercedLanes(const TreeDetail::Block& blk, const EdgeLanes& e) {
+KELNO_OUT_OF_LINE int piercedLanes(const TreeDetail::Block& blk, const EdgeLanes& e) {
     using namespace TreeDetail;
     const F4 ax = load(blk.c[0]), ay = load(blk.c[1]), az = load(blk.c[2]);
     const F4 e1x = load(blk.c[3]) - ax, e1y = load(blk.c[4]) - ay, e1z = load(blk.c[5]) - az;
@@ -172,7 +180,8 @@ inline bool validEdge(const KInt2& edge, int vertexCount) {
 // that holds it, each edge the smaller of its two, and a counting sort lines them up. Walking
 // the edges so keeps consecutive ones in the same leaves, which spares most of the memory
 // traffic of the walk (the mesh's own edge order is often far less coherent). Edges with a
-// vertex in no block come last.
+// vertex in no block come last. Vertex indices beyond vertexCount (a tree built over another
+// mesh) are ignored rather than trusted.
 void edgesInTreeOrder(const KTriMeshDistTree::Data& data, const KInt2Array& edges, int vertexCount,
                       std::vector<int>& order) {
     const int blockCount = data.blockCount;
@@ -182,7 +191,7 @@ void edgesInTreeOrder(const KTriMeshDistTree::Data& data, const KInt2Array& edge
         for (int k = 0; k < 3; ++k) {
             for (int lane = 0; lane < 4; ++lane) {
                 const int v = bv.v[k][lane];
-                if (v >= 0)
+                if (v >= 0 && v < vertexCount)
                     rank[static_cast<std::size_t>(v)] = b;
             }
         }
