@@ -25,6 +25,10 @@ class BadInput : public testing::Test {
         std::ofstream(s_dir + "nofaces.obj") << "v 0 0 0\nv 1 0 0\nv 0 1 0\n";
         std::ofstream(s_dir + "tri.obj")
             << "v 0 0 0\nv 1 0 0\nv 0 1 0\nvt 0 0\nvt 1 0\nvt 0 1\nf 1/1 2/2 3/3\n";
+        // Unparsable numbers, a stray line, a face past the vertices and a malformed face.
+        std::ofstream(s_dir + "damaged.obj")
+            << "v 0 0 0\nv 1 0 x\nbogus line\nv 1 0 0\nv 0 1 0\nf 1 2 3\nf 1 2 99\nf 1/x 2\n";
+        std::ofstream(s_dir + "points.txt") << "0 0 0\n1 0 0\n0 0 1\n";
         KelnoTest::RunTool({"uv", "export", s_dir + "tri.obj", "--out", s_dir + "tri.uv"});
     }
 
@@ -79,6 +83,12 @@ TEST_F(BadInput, FailuresGiveOneMessageAndExitOne) {
         {{"inside", "--mesh", "{}tri.obj", "--colliders", "{}tri.obj", "--mode", "-1"},
          "Could not convert: --mode = -1",
          ""},
+        {{"clip", "{}tri.obj", "--box-of", "{}tri.obj", "--out", "/nonexistent/c.obj"},
+         "kelno: cannot write /nonexistent/c.obj",
+         ""},
+        {{"delaunay", "{}points.txt", "--obj", "/nonexistent/d.obj"},
+         "kelno: cannot write /nonexistent/d.obj",
+         ""},
         {{"skeleton", "{}tri.obj", "--obj", "/nonexistent/s.obj"},
          "kelno: cannot write /nonexistent/s.obj",
          ""},
@@ -117,6 +127,12 @@ TEST_F(BadInput, EmptyMeshesGiveEmptyResults) {
         {{"inside", "--mesh", "{}empty.obj", "--colliders", "{}tri.obj"},
          {{"insideVertices", json::array()}, {"faces", json::array()}}},
         {{"skeleton", "{}empty.obj"}, {{"meshes", 1}, {"chains", {{{0.0, 0.0, 0.0}}}}}},
+        {{"clip", "{}tri.obj", "--box-of", "{}empty.obj", "--out", "{}clipped.obj"},
+         {{"facesInside", 0}, {"facesKept", 1}, {"box", nullptr}}},
+        // A damaged OBJ is read as the loader reads it: what parses is used, the rest skipped.
+        {{"check-collision", "{}damaged.obj"}, {{"intersectingEdges", 0}}},
+        {{"xform", "--source", "{}damaged.obj", "--target", "{}damaged.obj"}, {{"sourceVertices", 4}}},
+        {{"clip", "{}damaged.obj", "--box-of", "{}tri.obj", "--out", "{}clipped2.obj"}, {{"faces", 1}}},
     };
     for (const Case& c : cases) {
         const KelnoTest::ToolRun r = run(c.args);

@@ -142,6 +142,10 @@ TEST_F(CollisionCommandsTest, DetectInsideComponentsModesAndTheFixedNodeName) {
         std::vector<std::string> selection;
     } cases[] = {
         {"-mNm pSphere1 -cls collider -mod 1", "", "select -r pSphere1.vtx[7];", {"pSphere1.vtx[7]"}},
+        {"-mNm pSphere1 -cls \"noSuchNode collider\" -mod 1",
+         "",
+         "select -r pSphere1.vtx[7];",
+         {"pSphere1.vtx[7]"}},
         {"-mNm pSphere1Shape -cls \"collider collider\" -mod 3",
          "",
          "select -r pSphere1.f[1] pSphere1.f[3] pSphere1.f[5];",
