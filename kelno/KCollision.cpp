@@ -127,47 +127,17 @@ inline int lanesWithCorner(const TreeDetail::BlockVertices& bv, int v0, int v1) 
 // each test gives the same bits.
 bool edgePiercesTree(const KTriMeshDistTree::Data& data, const EdgeSegment& e, int v0, int v1) {
     using namespace TreeDetail;
-    if (data.triangleCount == 0)
-        return false;
     const F4 lo[3] = {splat(e.box.min().x), splat(e.box.min().y), splat(e.box.min().z)};
     const F4 hi[3] = {splat(e.box.max().x), splat(e.box.max().y), splat(e.box.max().z)};
     const EdgeLanes lanes(e);
-    int stack[256];
-    int sp = 0;
-    stack[sp++] = data.root;
-    while (sp) {
-        const int ref = stack[--sp];
-        if (!isLeaf(ref)) {
-            const Node& n = data.nodes[static_cast<std::size_t>(ref)];
-            const F4 m = (load(n.b[0]) <= hi[0]) & (load(n.b[1]) <= hi[1]) & (load(n.b[2]) <= hi[2]) &
-                         (load(n.b[3]) >= lo[0]) & (load(n.b[4]) >= lo[1]) & (load(n.b[5]) >= lo[2]);
-            int hit = bits(m) & n.valid;
-            while (hit) {
-                const int c = lowestBit(static_cast<unsigned>(hit));
-                hit &= hit - 1;
-                data._prefetch(n.child[c]);
-                stack[sp++] = n.child[c];
-            }
-            continue;
-        }
-        const int first = leafFirst(ref), blockCount = leafCount(ref);
-        for (int b = 0; b < blockCount; ++b) {
-            const std::size_t index = static_cast<std::size_t>(first + b);
-            const Block& blk = data.blocks[index];
-            F4 m = splat(0.0f) <= splat(0.0f);
-            for (int a = 0; a < 3; ++a) {
-                const F4 c0 = load(blk.c[a]), c1 = load(blk.c[3 + a]), c2 = load(blk.c[6 + a]);
-                m = m & (vmin(vmin(c0, c1), c2) <= hi[a]) & (vmax(vmax(c0, c1), c2) >= lo[a]);
-            }
-            int candidates = bits(m);
-            if (!candidates)
-                continue;
-            candidates &= ~lanesWithCorner(data.vertices[index], v0, v1);
-            if (candidates && (piercedLanes(blk, lanes) & candidates))
-                return true;
-        }
-    }
-    return false;
+    return data.walkBox(lo, hi, [&](int index) {
+        const Block& blk = data.blocks[static_cast<std::size_t>(index)];
+        int candidates = overlappingLanes(blk, lo, hi);
+        if (!candidates)
+            return false;
+        candidates &= ~lanesWithCorner(data.vertices[static_cast<std::size_t>(index)], v0, v1);
+        return candidates && (piercedLanes(blk, lanes) & candidates);
+    });
 }
 
 inline bool hasCorner(const KInt3& tri, int v) { return tri[0] == v || tri[1] == v || tri[2] == v; }

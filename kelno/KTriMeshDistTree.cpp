@@ -917,44 +917,18 @@ int KTriMeshDistTree::Data::closest(const KVector& p, float maxDistance, double&
 }
 
 void KTriMeshDistTree::Data::boxQuery(const KBoundingBox& q, KIntArray& out) const {
-    if (triangleCount == 0)
-        return;
-    const F4 qlx = splat(q.min().x), qly = splat(q.min().y), qlz = splat(q.min().z);
-    const F4 qhx = splat(q.max().x), qhy = splat(q.max().y), qhz = splat(q.max().z);
-    int stack[256];
-    int sp = 0;
-    stack[sp++] = root;
-    while (sp) {
-        const int ref = stack[--sp];
-        if (!isLeaf(ref)) {
-            const Node& n = nodes[static_cast<std::size_t>(ref)];
-            const F4 m = (load(n.b[0]) <= qhx) & (load(n.b[1]) <= qhy) & (load(n.b[2]) <= qhz) &
-                         (load(n.b[3]) >= qlx) & (load(n.b[4]) >= qly) & (load(n.b[5]) >= qlz);
-            int hit = bits(m) & n.valid;
-            while (hit) {
-                const int c = lowestBit(static_cast<unsigned>(hit));
-                hit &= hit - 1;
-                stack[sp++] = n.child[c];
-            }
-            continue;
+    const F4 lo[3] = {splat(q.min().x), splat(q.min().y), splat(q.min().z)};
+    const F4 hi[3] = {splat(q.max().x), splat(q.max().y), splat(q.max().z)};
+    walkBox(lo, hi, [&](int index) {
+        const Block& blk = blocks[static_cast<std::size_t>(index)];
+        int hit = overlappingLanes(blk, lo, hi);
+        while (hit) {
+            const int lane = lowestBit(static_cast<unsigned>(hit));
+            hit &= hit - 1;
+            out.push_back(blk.id[lane]);
         }
-        const int first = leafFirst(ref), blockCount = leafCount(ref);
-        for (int b = 0; b < blockCount; ++b) {
-            const Block& blk = blocks[static_cast<std::size_t>(first + b)];
-            F4 m = splat(0.0f) <= splat(0.0f);
-            const F4 lo[3] = {qlx, qly, qlz}, hi[3] = {qhx, qhy, qhz};
-            for (int a = 0; a < 3; ++a) {
-                const F4 c0 = load(blk.c[a]), c1 = load(blk.c[3 + a]), c2 = load(blk.c[6 + a]);
-                m = m & (vmin(vmin(c0, c1), c2) <= hi[a]) & (vmax(vmax(c0, c1), c2) >= lo[a]);
-            }
-            int hit = bits(m);
-            while (hit) {
-                const int lane = lowestBit(static_cast<unsigned>(hit));
-                hit &= hit - 1;
-                out.push_back(blk.id[lane]);
-            }
-        }
-    }
+        return false;
+    });
 }
 
 namespace {

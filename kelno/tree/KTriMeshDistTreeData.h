@@ -191,6 +191,17 @@ struct alignas(16) BlockVertices {
     int v[3][4];
 };
 
+// The lanes of a block whose triangle's box (the min and max of its corners) overlaps the box
+// lo..hi, touching included; bit k for lane k. Padding lanes (NaN corners) never do.
+inline int overlappingLanes(const Block& blk, const F4 (&lo)[3], const F4 (&hi)[3]) {
+    F4 m = splat(0.0f) <= splat(0.0f);
+    for (int a = 0; a < 3; ++a) {
+        const F4 c0 = load(blk.c[a]), c1 = load(blk.c[3 + a]), c2 = load(blk.c[6 + a]);
+        m = m & (vmin(vmin(c0, c1), c2) <= hi[a]) & (vmax(vmax(c0, c1), c2) >= lo[a]);
+    }
+    return bits(m);
+}
+
 // Plain aligned array (over-aligned new is not available in C++14).
 template <class T> class AlignedArray {
   public:
@@ -250,6 +261,45 @@ struct KTriMeshDistTree::Data {
     int closest(const KVector& p, float maxDistance, double& s, double& t, const TreeDetail::Block*& block,
                 int& lane) const;
     void boxQuery(const KBoundingBox& box, KIntArray& out) const;
+
+    // Walks the nodes whose boxes overlap the box lo..hi (each axis splatted over four lanes;
+    // touching counts) and calls visit(blockIndex) for every block of each leaf reached, in
+    // tree order, until a call returns true. Returns whether one did.
+    template <class Visit>
+    bool walkBox(const TreeDetail::F4 (&lo)[3], const TreeDetail::F4 (&hi)[3], Visit&& visit) const;
 };
+
+template <class Visit> bool KTriMeshDistTree::Data::walkBox(const TreeDetail::F4 (&lo)[3],
+                                                            const TreeDetail::F4 (&hi)[3],
+                                                            Visit&& visit) const {
+    using namespace TreeDetail;
+    if (triangleCount == 0)
+        return false;
+    int stack[256]; // the build bounds the depth well below this
+    int sp = 0;
+    stack[sp++] = root;
+    while (sp) {
+        const int ref = stack[--sp];
+        if (!isLeaf(ref)) {
+            const Node& n = nodes[static_cast<std::size_t>(ref)];
+            const F4 m = (load(n.b[0]) <= hi[0]) & (load(n.b[1]) <= hi[1]) & (load(n.b[2]) <= hi[2]) &
+                         (load(n.b[3]) >= lo[0]) & (load(n.b[4]) >= lo[1]) & (load(n.b[5]) >= lo[2]);
+            int open = bits(m) & n.valid;
+            while (open) {
+                const int c = lowestBit(static_cast<unsigned>(open));
+                open &= open - 1;
+                _prefetch(n.child[c]);
+                stack[sp++] = n.child[c];
+            }
+            continue;
+        }
+        const int first = leafFirst(ref), blockCount = leafCount(ref);
+        for (int b = 0; b < blockCount; ++b) {
+            if (visit(first + b))
+                return true;
+        }
+    }
+    return false;
+}
 
 } // namespace Kelno
