@@ -146,14 +146,9 @@ inline bool validEdge(const KInt2& edge, int vertexCount) {
     return edge[0] >= 0 && edge[1] >= 0 && edge[0] < vertexCount && edge[1] < vertexCount;
 }
 
-// The edges in the order of the tree's leaves: each vertex takes the index of the first block
-// that holds it, each edge the smaller of its two, and a counting sort lines them up. Walking
-// the edges so keeps consecutive ones in the same leaves, which spares most of the memory
-// traffic of the walk (the mesh's own edge order is often far less coherent). Edges with a
-// vertex in no block come last. Vertex indices beyond vertexCount (a tree built over another
-// mesh) are ignored rather than trusted.
-void edgesInTreeOrder(const KTriMeshDistTree::Data& data, const KInt2Array& edges, int vertexCount,
-                      std::vector<int>& order) {
+// For each vertex the index of the first tree block that holds it (blockCount for none). A
+// vertex index beyond vertexCount (a tree built over another mesh) is ignored, not trusted.
+std::vector<int> firstBlockOfVertices(const KTriMeshDistTree::Data& data, int vertexCount) {
     const int blockCount = data.blockCount;
     std::vector<int> rank(static_cast<std::size_t>(vertexCount), blockCount);
     for (int b = blockCount - 1; b >= 0; --b) {
@@ -166,23 +161,32 @@ void edgesInTreeOrder(const KTriMeshDistTree::Data& data, const KInt2Array& edge
             }
         }
     }
-    const int edgeCount = edges.length();
+    return rank;
+}
+
+// The edges begin..end-1 in the order of the tree's leaves: each edge takes the smaller first
+// block of its two vertices, and a counting sort lines them up (equal blocks in index order;
+// invalid edges last). Walking them so keeps consecutive edges in the same leaves, which spares
+// most of the memory traffic of the walk; the mesh's own edge order is often far less coherent.
+void edgesInTreeOrder(const std::vector<int>& firstBlock, int blockCount, const KInt2Array& edges, int begin,
+                      int end, std::vector<int>& order) {
+    const int vertexCount = static_cast<int>(firstBlock.size());
     std::vector<int> start(static_cast<std::size_t>(blockCount) + 2, 0);
-    std::vector<int> key(static_cast<std::size_t>(edgeCount));
-    for (int i = 0; i < edgeCount; ++i) {
+    std::vector<int> key(static_cast<std::size_t>(end - begin));
+    for (int i = begin; i < end; ++i) {
         const KInt2 e = edges[i];
-        const int k = validEdge(e, vertexCount) ? std::min(rank[static_cast<std::size_t>(e[0])],
-                                                           rank[static_cast<std::size_t>(e[1])])
+        const int k = validEdge(e, vertexCount) ? std::min(firstBlock[static_cast<std::size_t>(e[0])],
+                                                           firstBlock[static_cast<std::size_t>(e[1])])
                                                 : blockCount;
-        key[static_cast<std::size_t>(i)] = k;
+        key[static_cast<std::size_t>(i - begin)] = k;
         ++start[static_cast<std::size_t>(k) + 1];
     }
     for (std::size_t k = 1; k < start.size(); ++k)
         start[k] += start[k - 1];
-    order.resize(static_cast<std::size_t>(edgeCount));
-    for (int i = 0; i < edgeCount; ++i)
-        order[static_cast<std::size_t>(start[static_cast<std::size_t>(key[static_cast<std::size_t>(i)])]++)] =
-            i;
+    order.resize(key.size());
+    for (int i = begin; i < end; ++i)
+        order[static_cast<std::size_t>(
+            start[static_cast<std::size_t>(key[static_cast<std::size_t>(i - begin)])]++)] = i;
 }
 
 // Reports progress from the first thread only, at most every 4096 of its own items.
@@ -223,41 +227,57 @@ bool SegmentPiercesTriangle(const KVector& p0, const KVector& p1, const KVector&
 void FindIntersectingEdges(const KTriMesh& mesh, const KTriMeshDistTree& tree,
                            const KTriMeshConnectionInfo& connections, KIntArray& hit,
                            const KProgressCallback& progress) {
-    int edgeCount = connections.e2v.length();
+    const int edgeCount = connections.e2v.length();
     hit.assign(static_cast<std::size_t>(edgeCount), 0);
+    const KTriMeshDistTree::Data* data = tree.data();
+    if (edgeCount == 0 || !data || data->triangleCount == 0) {
+        if (progress) {
+            progress(0.0f);
+            progress(1.0f);
+        }
+        return; // nothing to pierce
+    }
     if (progress)
         progress(0.0f);
     const KVectorArray& positions = mesh.positions;
     const int vertexCount = positions.length();
+    const std::vector<int> firstBlock = firstBlockOfVertices(*data, vertexCount);
     ProgressReporter reporter(progress, edgeCount);
-    const KTriMeshDistTree::Data* data = tree.data();
-    if (!data || data->triangleCount == 0)
-        edgeCount = 0; // nothing to pierce
-    std::vector<int> order;
-    if (edgeCount > 0)
-        edgesInTreeOrder(*data, connections.e2v, vertexCount, order);
-#pragma omp parallel for schedule(static)
-    for (int k = 0; k < edgeCount; ++k) {
-        reporter.step();
+    // Static scheduling written out: with T threads, q = E / T and r = E % T, thread k < r takes
+    // the q + 1 edges from k (q + 1), every other thread the q edges from r + k q. Each thread
+    // then walks its own edges in the tree's leaf order.
+#pragma omp parallel
+    {
+        const int threads = omp_get_num_threads(), thread = omp_get_thread_num();
+        const int q = edgeCount / threads, r = edgeCount % threads;
+        const int begin = thread < r ? thread * (q + 1) : r + thread * q;
+        const int end = begin + (thread < r ? q + 1 : q);
+        std::vector<int> order;
+        edgesInTreeOrder(firstBlock, data->blockCount, connections.e2v, begin, end, order);
+        const int count = end - begin;
+        for (int k = 0; k < count; ++k) {
+            reporter.step();
 #if KELNO_TREE_SSE
-        if (k + 8 < edgeCount)
-            _mm_prefetch(
-                reinterpret_cast<const char*>(&connections.e2v[order[static_cast<std::size_t>(k) + 8]]),
-                _MM_HINT_T0);
-        if (k + 4 < edgeCount) {
-            const KInt2 ahead = connections.e2v[order[static_cast<std::size_t>(k) + 4]];
-            if (validEdge(ahead, vertexCount)) {
-                _mm_prefetch(reinterpret_cast<const char*>(&positions[ahead[0]]), _MM_HINT_T0);
-                _mm_prefetch(reinterpret_cast<const char*>(&positions[ahead[1]]), _MM_HINT_T0);
+            // The next edges' ends, while this one walks.
+            if (k + 4 < count) {
+                const KInt2 ahead = connections.e2v[order[static_cast<std::size_t>(k) + 4]];
+                if (validEdge(ahead, vertexCount)) {
+                    _mm_prefetch(reinterpret_cast<const char*>(&positions[ahead[0]]), _MM_HINT_T0);
+                    _mm_prefetch(reinterpret_cast<const char*>(&positions[ahead[1]]), _MM_HINT_T0);
+                }
             }
-        }
+            if (k + 8 < count)
+                _mm_prefetch(
+                    reinterpret_cast<const char*>(&connections.e2v[order[static_cast<std::size_t>(k) + 8]]),
+                    _MM_HINT_T0);
 #endif
-        const int i = order[static_cast<std::size_t>(k)];
-        const KInt2 edge = connections.e2v[i];
-        if (!validEdge(edge, vertexCount))
-            continue;
-        const EdgeSegment e = edgeSegment(positions[edge[0]], positions[edge[1]]);
-        hit[i] = edgePiercesTree(*data, e, edge[0], edge[1]) ? 1 : 0;
+            const int i = order[static_cast<std::size_t>(k)];
+            const KInt2 edge = connections.e2v[i];
+            if (!validEdge(edge, vertexCount))
+                continue;
+            const EdgeSegment e = edgeSegment(positions[edge[0]], positions[edge[1]]);
+            hit[i] = edgePiercesTree(*data, e, edge[0], edge[1]) ? 1 : 0;
+        }
     }
     if (progress)
         progress(1.0f);

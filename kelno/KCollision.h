@@ -48,9 +48,9 @@ KELNO_API float FastInverseSqrt(float x);
 // `hit` is replaced with one entry per edge: 1 when the edge pierces one of those triangles,
 // otherwise 0. `tree` must be built over `mesh` as it is now: the triangles are read from the
 // tree's copy of their corners and vertex indices, in one walk of the tree per edge. One OpenMP
-// loop over the edges with static scheduling, taken in the order of the tree's leaves (each
-// thread a run of neighbouring edges). `progress`, when set, is called now and then with the
-// share of edges done.
+// region over the edges with static scheduling (each thread a run of consecutive edges, which
+// it walks in the order of the tree's leaves). `progress`, when set, is called now and then
+// with the share of edges done.
 KELNO_API void FindIntersectingEdges(const KTriMesh& mesh, const KTriMeshDistTree& tree,
                                      const KTriMeshConnectionInfo& connections, KIntArray& hit,
                                      const KProgressCallback& progress = KProgressCallback());
