@@ -88,6 +88,16 @@ function(kelno_add_header_check target)
   endif()
 endfunction()
 
+# KELNO_X86_ISA: the x86-64 instruction set every target is compiled for (GCC and Clang). Maya
+# 2018 itself runs only on 64-bit processors with SSE4.2, so the plug-in and its libraries may
+# use it: the closest-point and collision walks blend their four lanes with one instruction
+# where SSE2 needs three. Empty builds for the x86-64 baseline (SSE2); the results are the same
+# bits either way (no fused multiply-add is enabled by it).
+set(KELNO_X86_ISA "sse4.2" CACHE STRING "x86-64 instruction set (-m<value>) for every target; empty: SSE2 baseline")
+if(KELNO_X86_ISA AND NOT MSVC AND CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$")
+  add_compile_options(-m${KELNO_X86_ISA})
+endif()
+
 # KELNO_SANITIZE: sanitizers for every target of the build, as -fsanitize takes them
 # ("address,undefined" or "thread"); empty for none. Any report aborts the program, so a test
 # that provokes one fails. Used by the sanitizer lanes of .ci/run (.ci/sanitize).

@@ -217,10 +217,8 @@ boundsOnBlock(const float (&c)[9][4], F4 px, F4 py, F4 pz, F4 boxD2) {
     // Keep the point on the triangle: rounding can push a face answer just past edge BC.
     const F4 st = s + t;
     const F4 over = st > one;
-    if (bits(over)) {
-        s = select(over, s / st, s);
-        t = select(over, t / st, t);
-    }
+    s = select(over, s / st, s);
+    t = select(over, t / st, t);
     s = select(eC, zero, s);
     t = select(eC, one, t);
     s = select(mB, one, s);
@@ -252,6 +250,26 @@ boundsOnBlock(const float (&c)[9][4], F4 px, F4 py, F4 pz, F4 boxD2) {
 // times over. Skipping keeps every triangle that could win or tie, so the answer never depends
 // on the shape of the tree.
 inline float pruneBound(float bound) { return bound + bound * (1.0f / 262144.0f) + kTiny; }
+
+// Four keys in descending order (a sorting network; compiles to conditional moves).
+inline void sortDescending(std::uint64_t (&k)[4]) {
+    auto order = [](std::uint64_t& a, std::uint64_t& b) {
+        const std::uint64_t hi = a > b ? a : b, lo = a > b ? b : a;
+        a = hi;
+        b = lo;
+    };
+    order(k[0], k[1]);
+    order(k[2], k[3]);
+    order(k[0], k[2]);
+    order(k[1], k[3]);
+    order(k[1], k[2]);
+}
+
+// Number of bits set in a four-bit mask (a table: the builtin is a library call on SSE2).
+inline int popCount(int m) {
+    static const signed char kBits[16] = {0, 1, 1, 2, 1, 2, 2, 3, 1, 2, 2, 3, 2, 3, 3, 4};
+    return kBits[m & 15];
+}
 
 // A float at least x and barely above it (infinity beyond the float range).
 inline float roundUp(double x) {
@@ -793,7 +811,7 @@ int KTriMeshDistTree::Data::closest(const KVector& p, float maxDistance, double&
         bool fat;
     };
     const int kPending = 32;
-    Candidate list[kPending];
+    Candidate list[kPending + 4];
     int pending = 0;
     // The exact value of one waiting triangle, kept when it beats the best or ties it with a
     // higher index.
@@ -828,11 +846,9 @@ int KTriMeshDistTree::Data::closest(const KVector& p, float maxDistance, double&
         return 0;
     };
 
-    struct Entry {
-        int ref;
-        float d2;
-    };
-    Entry stack[256];
+    // Stack entries: (bits of the box distance + 1) << 32 | child reference, so that entries
+    // order like their distances; 0 marks a child that is not near enough.
+    std::uint64_t stack[256];
     int sp = 0;
     int ref = root;
     for (;;) {
@@ -842,27 +858,26 @@ int KTriMeshDistTree::Data::closest(const KVector& p, float maxDistance, double&
             const F4 dy = vmax(vmax(load(n.b[1]) - py, py - load(n.b[4])), zero);
             const F4 dz = vmax(vmax(load(n.b[2]) - pz, pz - load(n.b[5])), zero);
             const F4 d2 = dx * dx + dy * dy + dz * dz;
-            int hit = bits(d2 <= splat(prune)) & n.valid;
+            const int hit = bits(d2 <= splat(prune)) & n.valid;
             if (hit) {
-                alignas(16) float dist[4];
-                store(dist, d2);
-                // Nearest child next, the others on the stack farthest first.
-                int order[4];
-                int k = 0;
-                while (hit) {
-                    const int c = lowestBit(static_cast<unsigned>(hit));
-                    hit &= hit - 1;
-                    _prefetch(n.child[c]);
-                    int j = k++;
-                    while (j > 0 && dist[order[j - 1]] < dist[c]) {
-                        order[j] = order[j - 1];
-                        --j;
-                    }
-                    order[j] = c;
+                // The children near enough go on the stack farthest first, without a branch
+                // per child (their order is data, and branches on it are mispredicted): a
+                // sorting network on the keys, all four written, the stack grown by the count.
+                alignas(16) std::uint32_t dist[4];
+                store(reinterpret_cast<float*>(dist), d2);
+                std::uint64_t key[4];
+                for (int c = 0; c < 4; ++c) {
+                    const std::uint64_t taken = 0 - static_cast<std::uint64_t>((hit >> c) & 1);
+                    key[c] = taken & (((static_cast<std::uint64_t>(dist[c]) + 1) << 32) |
+                                      static_cast<std::uint32_t>(n.child[c]));
                 }
-                for (int j = 0; j + 1 < k; ++j)
-                    stack[sp++] = Entry{n.child[order[j]], dist[order[j]]};
-                ref = n.child[order[k - 1]];
+                sortDescending(key);
+                for (int c = 0; c < 4; ++c) {
+                    stack[sp + c] = key[c];
+                    _prefetch(static_cast<int>(static_cast<std::uint32_t>(key[c])));
+                }
+                sp += popCount(hit) - 1;
+                ref = static_cast<int>(static_cast<std::uint32_t>(stack[sp]));
                 continue;
             }
         } else {
@@ -886,17 +901,17 @@ int KTriMeshDistTree::Data::closest(const KVector& p, float maxDistance, double&
                     bound = hi;
                     prune = pruneBound(bound);
                 }
-                int cand = bits(lb.lo <= splat(prune));
+                const int cand = bits(lb.lo <= splat(prune));
                 if (!cand)
                     continue;
                 alignas(16) float lo[4];
                 store(lo, lb.lo);
-                while (cand) {
-                    const int lane = lowestBit(static_cast<unsigned>(cand));
-                    cand &= cand - 1;
-                    if (pending == kPending)
-                        pending = settle(pending);
-                    list[pending++] = Candidate{lo[lane], &blk, lane, ((lb.fat >> lane) & 1) != 0};
+                // All four written, the count grown by the lanes that wait (no branch per lane).
+                if (pending > kPending - 4)
+                    pending = settle(pending);
+                for (int lane = 0; lane < 4; ++lane) {
+                    list[pending] = Candidate{lo[lane], &blk, lane, ((lb.fat >> lane) & 1) != 0};
+                    pending += (cand >> lane) & 1;
                 }
             }
         }
@@ -907,9 +922,12 @@ int KTriMeshDistTree::Data::closest(const KVector& p, float maxDistance, double&
                 settle(pending);
                 return bestId;
             }
-            const Entry& e = stack[--sp];
-            if (e.d2 <= prune) {
-                ref = e.ref;
+            const std::uint64_t e = stack[--sp];
+            const std::uint32_t d2 = static_cast<std::uint32_t>(e >> 32) - 1;
+            float distance;
+            std::memcpy(&distance, &d2, sizeof distance);
+            if (distance <= prune) {
+                ref = static_cast<int>(static_cast<std::uint32_t>(e));
                 break;
             }
         }

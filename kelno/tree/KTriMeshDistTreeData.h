@@ -16,6 +16,9 @@
 
 #if defined(__SSE2__) || defined(_M_X64) || (defined(_M_IX86_FP) && _M_IX86_FP >= 2)
 #include <emmintrin.h>
+#if defined(__SSE4_1__)
+#include <smmintrin.h>
+#endif
 #define KELNO_TREE_SSE 1
 #endif
 #if defined(_MSC_VER)
@@ -52,7 +55,11 @@ inline F4 operator&(F4 a, F4 b) { return {_mm_and_ps(a.v, b.v)}; }
 inline F4 operator|(F4 a, F4 b) { return {_mm_or_ps(a.v, b.v)}; }
 inline F4 andNot(F4 a, F4 b) { return {_mm_andnot_ps(b.v, a.v)}; } // a & ~b
 inline F4 select(F4 mask, F4 a, F4 b) {
+#if defined(__SSE4_1__)
+    return {_mm_blendv_ps(b.v, a.v, mask.v)};
+#else
     return {_mm_or_ps(_mm_and_ps(mask.v, a.v), _mm_andnot_ps(mask.v, b.v))};
+#endif
 }
 inline int bits(F4 mask) { return _mm_movemask_ps(mask.v); }
 #else
@@ -243,14 +250,17 @@ struct KTriMeshDistTree::Data {
     // Starts loading a child (node or first leaf block) while other work goes on.
     void _prefetch(int ref) const {
 #if KELNO_TREE_SSE
-        const char* at =
-            TreeDetail::isLeaf(ref)
-                ? reinterpret_cast<const char*>(&blocks[static_cast<std::size_t>(TreeDetail::leafFirst(ref))])
-                : reinterpret_cast<const char*>(&nodes[static_cast<std::size_t>(ref)]);
+        // Both addresses formed as integers and one chosen without a branch; a prefetch of an
+        // address that is not used (or not mapped) has no effect.
+        const std::uintptr_t node = reinterpret_cast<std::uintptr_t>(nodes.data()) +
+                                    static_cast<std::uintptr_t>(static_cast<std::uint32_t>(ref)) * sizeof(TreeDetail::Node);
+        const std::uintptr_t leaf =
+            reinterpret_cast<std::uintptr_t>(blocks.data()) +
+            static_cast<std::uintptr_t>(static_cast<std::uint32_t>(TreeDetail::leafFirst(ref))) * sizeof(TreeDetail::Block);
+        const char* at = reinterpret_cast<const char*>(TreeDetail::isLeaf(ref) ? leaf : node);
         _mm_prefetch(at, _MM_HINT_T0);
         _mm_prefetch(at + 64, _MM_HINT_T0);
-        if (TreeDetail::isLeaf(ref))
-            _mm_prefetch(at + 128, _MM_HINT_T0);
+        _mm_prefetch(at + 128, _MM_HINT_T0);
 #else
         (void)ref;
 #endif
