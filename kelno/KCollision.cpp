@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <vector>
 
 namespace Kelno {
@@ -50,11 +51,13 @@ inline bool pierces(const KVector& p0, const KVector& d, float length, const KVe
     return piercesWithEdges(p0, d, length, a, b - a, c - a);
 }
 
+// The edge's box is KBoundingBox(p0, p1).expand(eps) written out: the same min, max and
+// float operations, inline.
 struct EdgeSegment {
     KVector p0;
     KVector d;
     float length;
-    KBoundingBox box;
+    float lo[3], hi[3];
 };
 
 inline EdgeSegment edgeSegment(const KVector& p0, const KVector& p1) {
@@ -63,8 +66,10 @@ inline EdgeSegment edgeSegment(const KVector& p0, const KVector& p1) {
     const KVector diff = p1 - p0;
     e.d = diff * FastInverseSqrt(diff.dot(diff) + kEps);
     e.length = std::sqrt(diff.dot(diff));
-    e.box = KBoundingBox(p0, p1);
-    e.box.expand(kEps);
+    for (int a = 0; a < 3; ++a) {
+        e.lo[a] = std::min(p0[a], p1[a]) - kEps;
+        e.hi[a] = std::max(p0[a], p1[a]) + kEps;
+    }
     return e;
 }
 
@@ -125,19 +130,236 @@ inline int lanesWithCorner(const TreeDetail::BlockVertices& bv, int v0, int v1) 
 // corner left out, and the test four triangles at a time; stops at the first pierced one.
 // Flags exactly the edges the query-then-test form flags: the candidates are the same set and
 // each test gives the same bits.
+// The edge's box (lo..hi, each axis over four lanes), its lanes for the test and its ends.
+struct EdgeQuery {
+    TreeDetail::F4 lo[3], hi[3];
+    EdgeLanes lanes;
+    int v0, v1;
+    EdgeQuery(const EdgeSegment& e, int a, int b)
+        : lo{TreeDetail::splat(e.lo[0]), TreeDetail::splat(e.lo[1]), TreeDetail::splat(e.lo[2])},
+          hi{TreeDetail::splat(e.hi[0]), TreeDetail::splat(e.hi[1]), TreeDetail::splat(e.hi[2])},
+          lanes(e), v0(a), v1(b) {}
+};
+
+// Whether the edge pierces a triangle of tree block `index` whose box overlaps the edge's and
+// that has neither end of the edge as a corner.
+inline bool blockPierced(const KTriMeshDistTree::Data& data, int index, const EdgeQuery& q) {
+    // The corner test first: it reads a third of what the box test reads, and near an edge
+    // most triangles share one of its ends.
+    const int others = ~lanesWithCorner(data.vertices[static_cast<std::size_t>(index)], q.v0, q.v1) & 15;
+    if (!others)
+        return false;
+    const TreeDetail::Block& blk = data.blocks[static_cast<std::size_t>(index)];
+    const int candidates = overlappingLanes(blk, q.lo, q.hi) & others;
+    return candidates && (piercedLanes(blk, q.lanes) & candidates);
+}
+
 bool edgePiercesTree(const KTriMeshDistTree::Data& data, const EdgeSegment& e, int v0, int v1) {
+    const EdgeQuery q(e, v0, v1);
+    return data.walkBox(q.lo, q.hi, [&](int index) { return blockPierced(data, index, q); });
+}
+
+// ---------------------------------------------------------------------------------------------
+// One walk of the tree per leaf instead of one per edge.
+//
+// Every edge is a side of a triangle, so its box lies inside the box of the leaf that holds
+// that triangle (the edge's owner), and both widened by eps keep that order. A triangle whose
+// box meets the edge's box therefore lies in a leaf whose box meets the owner's widened box:
+// one walk with that box finds those leaves for all the edges the leaf owns, and each edge then
+// tests only their boxes and blocks. Its candidates are exactly those of its own walk, so the
+// flags are the same; an edge whose box is not inside its owner's (a tree built over other
+// positions, NaN ends) walks the tree itself.
+
+struct LeafBox {
+    float lo[3], hi[3];
+    int ref;
+};
+
+// The tree's leaves: for each block the first block of its leaf, and at that first block the
+// leaf's box and reference.
+struct Leaves {
+    std::vector<int> leafOfBlock;
+    std::vector<LeafBox> box;
+};
+
+Leaves leavesOf(const KTriMeshDistTree::Data& data) {
     using namespace TreeDetail;
-    const F4 lo[3] = {splat(e.box.min().x), splat(e.box.min().y), splat(e.box.min().z)};
-    const F4 hi[3] = {splat(e.box.max().x), splat(e.box.max().y), splat(e.box.max().z)};
-    const EdgeLanes lanes(e);
-    return data.walkBox(lo, hi, [&](int index) {
-        const Block& blk = data.blocks[static_cast<std::size_t>(index)];
-        int candidates = overlappingLanes(blk, lo, hi);
-        if (!candidates)
-            return false;
-        candidates &= ~lanesWithCorner(data.vertices[static_cast<std::size_t>(index)], v0, v1);
-        return candidates && (piercedLanes(blk, lanes) & candidates);
-    });
+    Leaves leaves;
+    leaves.leafOfBlock.assign(static_cast<std::size_t>(data.blockCount), -1);
+    leaves.box.resize(static_cast<std::size_t>(data.blockCount));
+    auto record = [&](int ref, const LeafBox& box) {
+        const int first = leafFirst(ref);
+        for (int b = first; b < first + leafCount(ref); ++b)
+            leaves.leafOfBlock[static_cast<std::size_t>(b)] = first;
+        leaves.box[static_cast<std::size_t>(first)] = box;
+    };
+    if (isLeaf(data.root)) {
+        const KVector lo = data.box.min(), hi = data.box.max();
+        record(data.root, LeafBox{{lo.x, lo.y, lo.z}, {hi.x, hi.y, hi.z}, data.root});
+        return leaves;
+    }
+    // Every leaf is the child of exactly one node: the nodes in memory order, no walk.
+    for (int i = 0; i < data.nodeCount; ++i) {
+        const Node& n = data.nodes[static_cast<std::size_t>(i)];
+        for (int c = 0; c < 4; ++c) {
+            if (((n.valid >> c) & 1) && isLeaf(n.child[c]))
+                record(n.child[c], LeafBox{{n.b[0][c], n.b[1][c], n.b[2][c]},
+                                           {n.b[3][c], n.b[4][c], n.b[5][c]},
+                                           n.child[c]});
+        }
+    }
+    return leaves;
+}
+
+// The leaves whose boxes meet a box (touching counts), their boxes four to a group.
+class NearLeaves {
+  public:
+    void find(const KTriMeshDistTree::Data& data, const LeafBox& box) {
+        using namespace TreeDetail;
+        m_groups.clear();
+        m_count = 0;
+        const F4 lo[3] = {splat(box.lo[0]), splat(box.lo[1]), splat(box.lo[2])};
+        const F4 hi[3] = {splat(box.hi[0]), splat(box.hi[1]), splat(box.hi[2])};
+        if (isLeaf(data.root)) {
+            const KVector a = data.box.min(), b = data.box.max();
+            _add(LeafBox{{a.x, a.y, a.z}, {b.x, b.y, b.z}, data.root});
+            return;
+        }
+        m_stack.assign(1, data.root);
+        while (!m_stack.empty()) {
+            const Node& n = data.nodes[static_cast<std::size_t>(m_stack.back())];
+            m_stack.pop_back();
+            const F4 m = (load(n.b[0]) <= hi[0]) & (load(n.b[1]) <= hi[1]) & (load(n.b[2]) <= hi[2]) &
+                         (load(n.b[3]) >= lo[0]) & (load(n.b[4]) >= lo[1]) & (load(n.b[5]) >= lo[2]);
+            int open = bits(m) & n.valid;
+            while (open) {
+                const int c = lowestBit(static_cast<unsigned>(open));
+                open &= open - 1;
+                if (isLeaf(n.child[c]))
+                    _add(LeafBox{{n.b[0][c], n.b[1][c], n.b[2][c]}, {n.b[3][c], n.b[4][c], n.b[5][c]},
+                                 n.child[c]});
+                else
+                    m_stack.push_back(n.child[c]);
+            }
+        }
+    }
+
+    // Whether the edge pierces a triangle of these leaves (as blockPierced finds it).
+    bool pierced(const KTriMeshDistTree::Data& data, const EdgeQuery& q) const {
+        using namespace TreeDetail;
+        for (const Group& g : m_groups) {
+            const F4 m = (load(g.lo[0]) <= q.hi[0]) & (load(g.lo[1]) <= q.hi[1]) & (load(g.lo[2]) <= q.hi[2]) &
+                         (load(g.hi[0]) >= q.lo[0]) & (load(g.hi[1]) >= q.lo[1]) & (load(g.hi[2]) >= q.lo[2]);
+            int open = bits(m);
+            while (open) {
+                const int c = lowestBit(static_cast<unsigned>(open));
+                open &= open - 1;
+                const int first = leafFirst(g.ref[c]), blockCount = leafCount(g.ref[c]);
+                for (int b = first; b < first + blockCount; ++b) {
+                    if (blockPierced(data, b, q))
+                        return true;
+                }
+            }
+        }
+        return false;
+    }
+
+  private:
+    // Four leaves; unused lanes have inverted infinite boxes, which meet nothing.
+    struct alignas(16) Group {
+        float lo[3][4];
+        float hi[3][4];
+        int ref[4];
+    };
+
+    void _add(const LeafBox& box) {
+        const int lane = m_count & 3;
+        if (lane == 0) {
+            Group g;
+            const float inf = std::numeric_limits<float>::infinity();
+            for (int a = 0; a < 3; ++a) {
+                for (int k = 0; k < 4; ++k) {
+                    g.lo[a][k] = inf;
+                    g.hi[a][k] = -inf;
+                }
+            }
+            for (int k = 0; k < 4; ++k)
+                g.ref[k] = -1;
+            m_groups.push_back(g);
+        }
+        Group& g = m_groups.back();
+        for (int a = 0; a < 3; ++a) {
+            g.lo[a][lane] = box.lo[a];
+            g.hi[a][lane] = box.hi[a];
+        }
+        g.ref[lane] = box.ref;
+        ++m_count;
+    }
+
+    std::vector<Group> m_groups;
+    std::vector<int> m_stack;
+    int m_count = 0;
+};
+
+// For each edge the first block of the leaf that owns it: the leaf of the triangle that
+// numbered the edge (the first triangle, in index order, that has it); -1 when that triangle
+// is not in the tree (another triangle's walk would do, but the edge then walks the tree
+// itself), or when the connection tables were built over another mesh.
+// The tables number edges as they first meet them, triangle after triangle, so triangle t
+// numbered exactly those of its edges that are not below the count of edges numbered before
+// it, the running maximum: with that count known, every triangle writes only its own edges and
+// the loops run in parallel.
+std::vector<int> ownersOf(const KTriMeshDistTree::Data& data, const Leaves& leaves,
+                          const KTriMeshConnectionInfo& connections, int triangleCount, int edgeCount) {
+    std::vector<int> owner(static_cast<std::size_t>(edgeCount), -1);
+    const KInt3Array& triangleEdges = connections.triangleEdges();
+    if (triangleEdges.length() != triangleCount)
+        return owner;
+    std::vector<int> leafOfTriangle(static_cast<std::size_t>(triangleCount), -1);
+    const int blockCount = data.blockCount;
+#pragma omp parallel for schedule(static)
+    for (int b = 0; b < blockCount; ++b) {
+        const TreeDetail::Block& blk = data.blocks[static_cast<std::size_t>(b)];
+        for (int lane = 0; lane < 4; ++lane) {
+            const int t = blk.id[lane];
+            if (t >= 0 && t < triangleCount)
+                leafOfTriangle[static_cast<std::size_t>(t)] = leaves.leafOfBlock[static_cast<std::size_t>(b)];
+        }
+    }
+    std::vector<int> numberedBefore(static_cast<std::size_t>(triangleCount));
+    int count = 0;
+    for (int t = 0; t < triangleCount; ++t) {
+        numberedBefore[static_cast<std::size_t>(t)] = count;
+        for (int k = 0; k < 3; ++k)
+            count = std::max(count, triangleEdges[t][k] + 1);
+    }
+#pragma omp parallel for schedule(static)
+    for (int t = 0; t < triangleCount; ++t) {
+        const int leaf = leafOfTriangle[static_cast<std::size_t>(t)];
+        if (leaf < 0)
+            continue;
+        for (int k = 0; k < 3; ++k) {
+            const int e = triangleEdges[t][k];
+            if (e >= numberedBefore[static_cast<std::size_t>(t)] && e < edgeCount)
+                owner[static_cast<std::size_t>(e)] = leaf;
+        }
+    }
+    return owner;
+}
+
+// The owner's box widened by eps as the edges' boxes are (KBoundingBox::expand).
+LeafBox widened(const LeafBox& box) {
+    LeafBox w = box;
+    for (int a = 0; a < 3; ++a) {
+        w.lo[a] = box.lo[a] - kEps;
+        w.hi[a] = box.hi[a] + kEps;
+    }
+    return w;
+}
+
+inline bool boxInside(const EdgeSegment& e, const LeafBox& outer) {
+    return e.lo[0] >= outer.lo[0] && e.lo[1] >= outer.lo[1] && e.lo[2] >= outer.lo[2] && e.hi[0] <= outer.hi[0] &&
+           e.hi[1] <= outer.hi[1] && e.hi[2] <= outer.hi[2];
 }
 
 inline bool hasCorner(const KInt3& tri, int v) { return tri[0] == v || tri[1] == v || tri[2] == v; }
@@ -146,47 +368,22 @@ inline bool validEdge(const KInt2& edge, int vertexCount) {
     return edge[0] >= 0 && edge[1] >= 0 && edge[0] < vertexCount && edge[1] < vertexCount;
 }
 
-// For each vertex the index of the first tree block that holds it (blockCount for none). A
-// vertex index beyond vertexCount (a tree built over another mesh) is ignored, not trusted.
-std::vector<int> firstBlockOfVertices(const KTriMeshDistTree::Data& data, int vertexCount) {
-    const int blockCount = data.blockCount;
-    std::vector<int> rank(static_cast<std::size_t>(vertexCount), blockCount);
-    for (int b = blockCount - 1; b >= 0; --b) {
-        const TreeDetail::BlockVertices& bv = data.vertices[static_cast<std::size_t>(b)];
-        for (int k = 0; k < 3; ++k) {
-            for (int lane = 0; lane < 4; ++lane) {
-                const int v = bv.v[k][lane];
-                if (v >= 0 && v < vertexCount)
-                    rank[static_cast<std::size_t>(v)] = b;
-            }
-        }
-    }
-    return rank;
-}
-
-// The edges begin..end-1 in the order of the tree's leaves: each edge takes the smaller first
-// block of its two vertices, and a counting sort lines them up (equal blocks in index order;
-// invalid edges last). Walking them so keeps consecutive edges in the same leaves, which spares
-// most of the memory traffic of the walk; the mesh's own edge order is often far less coherent.
-void edgesInTreeOrder(const std::vector<int>& firstBlock, int blockCount, const KInt2Array& edges, int begin,
-                      int end, std::vector<int>& order) {
-    const int vertexCount = static_cast<int>(firstBlock.size());
+// The edges begin..end-1 in the order of the tree's leaves: a counting sort on the owner
+// (edges without one last, in index order). Consecutive edges then share their owner's walk
+// and the same leaves, which spares most of the memory traffic.
+void edgesInTreeOrder(const std::vector<int>& owner, int blockCount, int begin, int end, std::vector<int>& order) {
     std::vector<int> start(static_cast<std::size_t>(blockCount) + 2, 0);
-    std::vector<int> key(static_cast<std::size_t>(end - begin));
     for (int i = begin; i < end; ++i) {
-        const KInt2 e = edges[i];
-        const int k = validEdge(e, vertexCount) ? std::min(firstBlock[static_cast<std::size_t>(e[0])],
-                                                           firstBlock[static_cast<std::size_t>(e[1])])
-                                                : blockCount;
-        key[static_cast<std::size_t>(i - begin)] = k;
-        ++start[static_cast<std::size_t>(k) + 1];
+        const int o = owner[static_cast<std::size_t>(i)];
+        ++start[static_cast<std::size_t>(o >= 0 ? o : blockCount) + 1];
     }
     for (std::size_t k = 1; k < start.size(); ++k)
         start[k] += start[k - 1];
-    order.resize(key.size());
-    for (int i = begin; i < end; ++i)
-        order[static_cast<std::size_t>(
-            start[static_cast<std::size_t>(key[static_cast<std::size_t>(i - begin)])]++)] = i;
+    order.resize(static_cast<std::size_t>(end - begin));
+    for (int i = begin; i < end; ++i) {
+        const int o = owner[static_cast<std::size_t>(i)];
+        order[static_cast<std::size_t>(start[static_cast<std::size_t>(o >= 0 ? o : blockCount)]++)] = i;
+    }
 }
 
 // Reports progress from the first thread only, at most every 4096 of its own items.
@@ -241,7 +438,8 @@ void FindIntersectingEdges(const KTriMesh& mesh, const KTriMeshDistTree& tree,
         progress(0.0f);
     const KVectorArray& positions = mesh.positions;
     const int vertexCount = positions.length();
-    const std::vector<int> firstBlock = firstBlockOfVertices(*data, vertexCount);
+    const Leaves leaves = leavesOf(*data);
+    const std::vector<int> owner = ownersOf(*data, leaves, connections, mesh.triangles.length(), edgeCount);
     ProgressReporter reporter(progress, edgeCount);
     // Static scheduling written out: with T threads, q = E / T and r = E % T, thread k < r takes
     // the q + 1 edges from k (q + 1), every other thread the q edges from r + k q. Each thread
@@ -253,7 +451,10 @@ void FindIntersectingEdges(const KTriMesh& mesh, const KTriMeshDistTree& tree,
         const int begin = thread < r ? thread * (q + 1) : r + thread * q;
         const int end = begin + (thread < r ? q + 1 : q);
         std::vector<int> order;
-        edgesInTreeOrder(firstBlock, data->blockCount, connections.e2v, begin, end, order);
+        edgesInTreeOrder(owner, data->blockCount, begin, end, order);
+        NearLeaves near;
+        int nearOwner = -1;
+        LeafBox ownerBox{};
         const int count = end - begin;
         for (int k = 0; k < count; ++k) {
             reporter.step();
@@ -276,7 +477,18 @@ void FindIntersectingEdges(const KTriMesh& mesh, const KTriMeshDistTree& tree,
             if (!validEdge(edge, vertexCount))
                 continue;
             const EdgeSegment e = edgeSegment(positions[edge[0]], positions[edge[1]]);
-            hit[i] = edgePiercesTree(*data, e, edge[0], edge[1]) ? 1 : 0;
+            const int leaf = owner[static_cast<std::size_t>(i)];
+            if (leaf >= 0 && leaf != nearOwner) {
+                nearOwner = leaf;
+                ownerBox = widened(leaves.box[static_cast<std::size_t>(leaf)]);
+                near.find(*data, ownerBox);
+            }
+            bool pierced;
+            if (leaf >= 0 && boxInside(e, ownerBox))
+                pierced = near.pierced(*data, EdgeQuery(e, edge[0], edge[1]));
+            else
+                pierced = edgePiercesTree(*data, e, edge[0], edge[1]);
+            hit[i] = pierced ? 1 : 0;
         }
     }
     if (progress)

@@ -151,6 +151,10 @@ class KELNO_API KTriMeshConnectionInfo {
     void calculate_t2e();
     void calculate_t2v();
 
+    // Triangle corner k -> the number of the edge from corner k to corner (k + 1) % 3, as set()
+    // builds it (what calculate_t2e() copies into t2e; available without that call).
+    const KInt3Array& triangleEdges() const { return m_triEdges; }
+
     // True when the edge has a triangle on one side only (needs calculate_e2t()).
     bool isBoundaryEdge(int edge) const {
         return edge >= 0 && edge < e2t.length() && (e2t[edge][0] < 0 || e2t[edge][1] < 0);
