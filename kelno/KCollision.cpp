@@ -125,11 +125,6 @@ inline int lanesWithCorner(const TreeDetail::BlockVertices& bv, int v0, int v1) 
 #endif
 }
 
-// The collision check for one edge (v0, v1) in a single walk of the tree: the box query of
-// KTriMeshDistTree::getTriangles (the same comparisons), the triangles with v0 or v1 as a
-// corner left out, and the test four triangles at a time; stops at the first pierced one.
-// Flags exactly the edges the query-then-test form flags: the candidates are the same set and
-// each test gives the same bits.
 // The edge's box (lo..hi, each axis over four lanes), its lanes for the test and its ends.
 struct EdgeQuery {
     TreeDetail::F4 lo[3], hi[3];
@@ -154,6 +149,11 @@ inline bool blockPierced(const KTriMeshDistTree::Data& data, int index, const Ed
     return candidates && (piercedLanes(blk, q.lanes) & candidates);
 }
 
+// The collision check for one edge (v0, v1) in a single walk of the tree: the box query of
+// KTriMeshDistTree::getTriangles (the same comparisons), the triangles with v0 or v1 as a
+// corner left out, and the test four triangles at a time; stops at the first pierced one.
+// Flags exactly the edges the query-then-test form flags: the candidates are the same set and
+// each test gives the same bits.
 bool edgePiercesTree(const KTriMeshDistTree::Data& data, const EdgeSegment& e, int v0, int v1) {
     const EdgeQuery q(e, v0, v1);
     return data.walkBox(q.lo, q.hi, [&](int index) { return blockPierced(data, index, q); });
@@ -225,10 +225,11 @@ class NearLeaves {
             _add(LeafBox{{a.x, a.y, a.z}, {b.x, b.y, b.z}, data.root});
             return;
         }
-        m_stack.assign(1, data.root);
-        while (!m_stack.empty()) {
-            const Node& n = data.nodes[static_cast<std::size_t>(m_stack.back())];
-            m_stack.pop_back();
+        int stack[256]; // the build bounds the depth well below this
+        int sp = 0;
+        stack[sp++] = data.root;
+        while (sp) {
+            const Node& n = data.nodes[static_cast<std::size_t>(stack[--sp])];
             const F4 m = (load(n.b[0]) <= hi[0]) & (load(n.b[1]) <= hi[1]) & (load(n.b[2]) <= hi[2]) &
                          (load(n.b[3]) >= lo[0]) & (load(n.b[4]) >= lo[1]) & (load(n.b[5]) >= lo[2]);
             int open = bits(m) & n.valid;
@@ -239,7 +240,7 @@ class NearLeaves {
                     _add(LeafBox{{n.b[0][c], n.b[1][c], n.b[2][c]}, {n.b[3][c], n.b[4][c], n.b[5][c]},
                                  n.child[c]});
                 else
-                    m_stack.push_back(n.child[c]);
+                    stack[sp++] = n.child[c];
             }
         }
     }
@@ -297,7 +298,6 @@ class NearLeaves {
     }
 
     std::vector<Group> m_groups;
-    std::vector<int> m_stack;
     int m_count = 0;
 };
 
