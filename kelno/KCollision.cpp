@@ -132,8 +132,8 @@ struct EdgeQuery {
     int v0, v1;
     EdgeQuery(const EdgeSegment& e, int a, int b)
         : lo{TreeDetail::splat(e.lo[0]), TreeDetail::splat(e.lo[1]), TreeDetail::splat(e.lo[2])},
-          hi{TreeDetail::splat(e.hi[0]), TreeDetail::splat(e.hi[1]), TreeDetail::splat(e.hi[2])},
-          lanes(e), v0(a), v1(b) {}
+          hi{TreeDetail::splat(e.hi[0]), TreeDetail::splat(e.hi[1]), TreeDetail::splat(e.hi[2])}, lanes(e),
+          v0(a), v1(b) {}
 };
 
 // Whether the edge pierces a triangle of tree block `index` whose box overlaps the edge's and
@@ -175,6 +175,17 @@ struct LeafBox {
     int ref;
 };
 
+// A leaf's box: slot `slot` of its parent node, or the tree's box for a leaf at the root.
+LeafBox leafBox(const KTriMeshDistTree::Data& data, int ref, const TreeDetail::Node* parent, int slot) {
+    if (!parent) {
+        const KVector lo = data.box.min(), hi = data.box.max();
+        return LeafBox{{lo.x, lo.y, lo.z}, {hi.x, hi.y, hi.z}, ref};
+    }
+    const TreeDetail::Node& n = *parent;
+    return LeafBox{
+        {n.b[0][slot], n.b[1][slot], n.b[2][slot]}, {n.b[3][slot], n.b[4][slot], n.b[5][slot]}, ref};
+}
+
 // The tree's leaves: for each block the first block of its leaf, and at that first block the
 // leaf's box and reference.
 struct Leaves {
@@ -194,8 +205,7 @@ Leaves leavesOf(const KTriMeshDistTree::Data& data) {
         leaves.box[static_cast<std::size_t>(first)] = box;
     };
     if (isLeaf(data.root)) {
-        const KVector lo = data.box.min(), hi = data.box.max();
-        record(data.root, LeafBox{{lo.x, lo.y, lo.z}, {hi.x, hi.y, hi.z}, data.root});
+        record(data.root, leafBox(data, data.root, nullptr, 0));
         return leaves;
     }
     // Every leaf is the child of exactly one node: the nodes in memory order, no walk.
@@ -203,9 +213,7 @@ Leaves leavesOf(const KTriMeshDistTree::Data& data) {
         const Node& n = data.nodes[static_cast<std::size_t>(i)];
         for (int c = 0; c < 4; ++c) {
             if (((n.valid >> c) & 1) && isLeaf(n.child[c]))
-                record(n.child[c], LeafBox{{n.b[0][c], n.b[1][c], n.b[2][c]},
-                                           {n.b[3][c], n.b[4][c], n.b[5][c]},
-                                           n.child[c]});
+                record(n.child[c], leafBox(data, n.child[c], &n, c));
         }
     }
     return leaves;
@@ -220,37 +228,19 @@ class NearLeaves {
         m_count = 0;
         const F4 lo[3] = {splat(box.lo[0]), splat(box.lo[1]), splat(box.lo[2])};
         const F4 hi[3] = {splat(box.hi[0]), splat(box.hi[1]), splat(box.hi[2])};
-        if (isLeaf(data.root)) {
-            const KVector a = data.box.min(), b = data.box.max();
-            _add(LeafBox{{a.x, a.y, a.z}, {b.x, b.y, b.z}, data.root});
-            return;
-        }
-        int stack[256]; // the build bounds the depth well below this
-        int sp = 0;
-        stack[sp++] = data.root;
-        while (sp) {
-            const Node& n = data.nodes[static_cast<std::size_t>(stack[--sp])];
-            const F4 m = (load(n.b[0]) <= hi[0]) & (load(n.b[1]) <= hi[1]) & (load(n.b[2]) <= hi[2]) &
-                         (load(n.b[3]) >= lo[0]) & (load(n.b[4]) >= lo[1]) & (load(n.b[5]) >= lo[2]);
-            int open = bits(m) & n.valid;
-            while (open) {
-                const int c = lowestBit(static_cast<unsigned>(open));
-                open &= open - 1;
-                if (isLeaf(n.child[c]))
-                    _add(LeafBox{{n.b[0][c], n.b[1][c], n.b[2][c]}, {n.b[3][c], n.b[4][c], n.b[5][c]},
-                                 n.child[c]});
-                else
-                    stack[sp++] = n.child[c];
-            }
-        }
+        data.walkLeaves(lo, hi, [&](int ref, const Node* parent, int slot) {
+            _add(leafBox(data, ref, parent, slot));
+            return false;
+        });
     }
 
     // Whether the edge pierces a triangle of these leaves (as blockPierced finds it).
     bool pierced(const KTriMeshDistTree::Data& data, const EdgeQuery& q) const {
         using namespace TreeDetail;
         for (const Group& g : m_groups) {
-            const F4 m = (load(g.lo[0]) <= q.hi[0]) & (load(g.lo[1]) <= q.hi[1]) & (load(g.lo[2]) <= q.hi[2]) &
-                         (load(g.hi[0]) >= q.lo[0]) & (load(g.hi[1]) >= q.lo[1]) & (load(g.hi[2]) >= q.lo[2]);
+            const F4 m = (load(g.lo[0]) <= q.hi[0]) & (load(g.lo[1]) <= q.hi[1]) &
+                         (load(g.lo[2]) <= q.hi[2]) & (load(g.hi[0]) >= q.lo[0]) &
+                         (load(g.hi[1]) >= q.lo[1]) & (load(g.hi[2]) >= q.lo[2]);
             int open = bits(m);
             while (open) {
                 const int c = lowestBit(static_cast<unsigned>(open));
@@ -358,8 +348,8 @@ LeafBox widened(const LeafBox& box) {
 }
 
 inline bool boxInside(const EdgeSegment& e, const LeafBox& outer) {
-    return e.lo[0] >= outer.lo[0] && e.lo[1] >= outer.lo[1] && e.lo[2] >= outer.lo[2] && e.hi[0] <= outer.hi[0] &&
-           e.hi[1] <= outer.hi[1] && e.hi[2] <= outer.hi[2];
+    return e.lo[0] >= outer.lo[0] && e.lo[1] >= outer.lo[1] && e.lo[2] >= outer.lo[2] &&
+           e.hi[0] <= outer.hi[0] && e.hi[1] <= outer.hi[1] && e.hi[2] <= outer.hi[2];
 }
 
 inline bool hasCorner(const KInt3& tri, int v) { return tri[0] == v || tri[1] == v || tri[2] == v; }
@@ -371,7 +361,8 @@ inline bool validEdge(const KInt2& edge, int vertexCount) {
 // The edges begin..end-1 in the order of the tree's leaves: a counting sort on the owner
 // (edges without one last, in index order). Consecutive edges then share their owner's walk
 // and the same leaves, which spares most of the memory traffic.
-void edgesInTreeOrder(const std::vector<int>& owner, int blockCount, int begin, int end, std::vector<int>& order) {
+void edgesInTreeOrder(const std::vector<int>& owner, int blockCount, int begin, int end,
+                      std::vector<int>& order) {
     std::vector<int> start(static_cast<std::size_t>(blockCount) + 2, 0);
     for (int i = begin; i < end; ++i) {
         const int o = owner[static_cast<std::size_t>(i)];

@@ -252,11 +252,13 @@ struct KTriMeshDistTree::Data {
 #if KELNO_TREE_SSE
         // Both addresses formed as integers and one chosen without a branch; a prefetch of an
         // address that is not used (or not mapped) has no effect.
-        const std::uintptr_t node = reinterpret_cast<std::uintptr_t>(nodes.data()) +
-                                    static_cast<std::uintptr_t>(static_cast<std::uint32_t>(ref)) * sizeof(TreeDetail::Node);
+        const std::uintptr_t node =
+            reinterpret_cast<std::uintptr_t>(nodes.data()) +
+            static_cast<std::uintptr_t>(static_cast<std::uint32_t>(ref)) * sizeof(TreeDetail::Node);
         const std::uintptr_t leaf =
             reinterpret_cast<std::uintptr_t>(blocks.data()) +
-            static_cast<std::uintptr_t>(static_cast<std::uint32_t>(TreeDetail::leafFirst(ref))) * sizeof(TreeDetail::Block);
+            static_cast<std::uintptr_t>(static_cast<std::uint32_t>(TreeDetail::leafFirst(ref))) *
+                sizeof(TreeDetail::Block);
         const char* at = reinterpret_cast<const char*>(TreeDetail::isLeaf(ref) ? leaf : node);
         _mm_prefetch(at, _MM_HINT_T0);
         _mm_prefetch(at + 64, _MM_HINT_T0);
@@ -273,43 +275,58 @@ struct KTriMeshDistTree::Data {
     void boxQuery(const KBoundingBox& box, KIntArray& out) const;
 
     // Walks the nodes whose boxes overlap the box lo..hi (each axis splatted over four lanes;
-    // touching counts) and calls visit(blockIndex) for every block of each leaf reached, in
-    // tree order, until a call returns true. Returns whether one did.
+    // touching counts) and calls leaf(ref, parent, slot) for each leaf whose box overlaps it
+    // (its box is slot `slot` of node `parent`; a leaf at the root has no parent: null, and the
+    // tree's box), in tree order, until a call returns true. Returns whether one did.
+    template <class Leaf>
+    bool walkLeaves(const TreeDetail::F4 (&lo)[3], const TreeDetail::F4 (&hi)[3], Leaf&& leaf) const;
+    // The same, calling visit(blockIndex) for every block of each leaf reached.
     template <class Visit>
     bool walkBox(const TreeDetail::F4 (&lo)[3], const TreeDetail::F4 (&hi)[3], Visit&& visit) const;
 };
 
-template <class Visit> bool KTriMeshDistTree::Data::walkBox(const TreeDetail::F4 (&lo)[3],
-                                                            const TreeDetail::F4 (&hi)[3],
-                                                            Visit&& visit) const {
+template <class Leaf> bool KTriMeshDistTree::Data::walkLeaves(const TreeDetail::F4 (&lo)[3],
+                                                              const TreeDetail::F4 (&hi)[3],
+                                                              Leaf&& leaf) const {
     using namespace TreeDetail;
     if (triangleCount == 0)
         return false;
+    if (isLeaf(root))
+        return leaf(root, static_cast<const Node*>(nullptr), 0);
     int stack[256]; // the build bounds the depth well below this
     int sp = 0;
     stack[sp++] = root;
     while (sp) {
-        const int ref = stack[--sp];
-        if (!isLeaf(ref)) {
-            const Node& n = nodes[static_cast<std::size_t>(ref)];
-            const F4 m = (load(n.b[0]) <= hi[0]) & (load(n.b[1]) <= hi[1]) & (load(n.b[2]) <= hi[2]) &
-                         (load(n.b[3]) >= lo[0]) & (load(n.b[4]) >= lo[1]) & (load(n.b[5]) >= lo[2]);
-            int open = bits(m) & n.valid;
-            while (open) {
-                const int c = lowestBit(static_cast<unsigned>(open));
-                open &= open - 1;
+        const Node& n = nodes[static_cast<std::size_t>(stack[--sp])];
+        const F4 m = (load(n.b[0]) <= hi[0]) & (load(n.b[1]) <= hi[1]) & (load(n.b[2]) <= hi[2]) &
+                     (load(n.b[3]) >= lo[0]) & (load(n.b[4]) >= lo[1]) & (load(n.b[5]) >= lo[2]);
+        int open = bits(m) & n.valid;
+        while (open) {
+            const int c = lowestBit(static_cast<unsigned>(open));
+            open &= open - 1;
+            if (isLeaf(n.child[c])) {
+                if (leaf(n.child[c], &n, c))
+                    return true;
+            } else {
                 _prefetch(n.child[c]);
                 stack[sp++] = n.child[c];
             }
-            continue;
-        }
-        const int first = leafFirst(ref), blockCount = leafCount(ref);
-        for (int b = 0; b < blockCount; ++b) {
-            if (visit(first + b))
-                return true;
         }
     }
     return false;
+}
+
+template <class Visit> bool KTriMeshDistTree::Data::walkBox(const TreeDetail::F4 (&lo)[3],
+                                                            const TreeDetail::F4 (&hi)[3],
+                                                            Visit&& visit) const {
+    return walkLeaves(lo, hi, [&](int ref, const TreeDetail::Node*, int) {
+        const int first = TreeDetail::leafFirst(ref), blockCount = TreeDetail::leafCount(ref);
+        for (int b = first; b < first + blockCount; ++b) {
+            if (visit(b))
+                return true;
+        }
+        return false;
+    });
 }
 
 } // namespace Kelno
