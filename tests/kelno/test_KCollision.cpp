@@ -10,6 +10,7 @@
 
 #include <omp.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <random>
@@ -166,6 +167,22 @@ TEST(KCollision, RandomSoupsAndInterpenetratingShapesMatchBruteForce) {
         p += KVector(0.3f, 0.1f, 0);
     Kelno::KTriMesh sheets = merged(flat, slid);
     EXPECT_EQ(Kelno::CountHits(searchEdges(sheets).hit), 0);
+    // Connection tables built over a mesh with one triangle more than the tree's: no edge has an
+    // owning leaf, each walks the tree itself, and the flags stay those of the stepwise form.
+    Kelno::KTriMesh linkedMesh = merged(torus, tilted);
+    Kelno::KTriMeshDistTree tree(linkedMesh, 10, 10);
+    Kelno::KTriMesh longer = linkedMesh;
+    longer.triangles.push_back(Kelno::KInt3{{0, 17, 900}});
+    Kelno::KTriMeshConnectionInfo connections;
+    connections.set(longer);
+    connections.calculate_e2v();
+    Kelno::KIntArray fast, stepwise;
+    Kelno::FindIntersectingEdges(linkedMesh, tree, connections, fast);
+    Kelno::FindIntersectingEdgesStepwise(linkedMesh, tree, connections, stepwise);
+    EXPECT_EQ(fast, stepwise);
+    // The tables number the extra triangle's new edges last: the others keep their flags.
+    ASSERT_GT(fast.length(), linked.hit.length());
+    EXPECT_TRUE(std::equal(linked.hit.begin(), linked.hit.end(), fast.begin()));
 }
 
 TEST(KCollision, ThreadCountDoesNotChangeTheFlaggedEdges) {
