@@ -817,6 +817,86 @@ bool isHdf5Signature(const unsigned char* data, std::uint64_t size) {
 
 namespace {
 
+const std::uint64_t kUndefinedAddress = ~std::uint64_t(0);
+
+// A little-endian file address of `width` bytes: all ones is "undefined"; one that does not fit
+// 64 bits comes back as the largest defined value, past the end of any file.
+std::uint64_t decodeAddress(const unsigned char* at, unsigned width) {
+    bool allOnes = true;
+    std::uint64_t value = 0;
+    bool wide = false;
+    for (unsigned k = 0; k < width; ++k) {
+        allOnes = allOnes && at[k] == 0xff;
+        if (k < 8)
+            value |= std::uint64_t(at[k]) << (8 * k);
+        else if (at[k] != 0)
+            wide = true;
+    }
+    if (allOnes)
+        return kUndefinedAddress;
+    return wide ? kUndefinedAddress - 1 : value;
+}
+
+} // namespace
+
+bool checkHdf5Extents(const Storage& storage, std::string& error) {
+    // Superblock versions 0 and 1: version at byte 8, the sizes of addresses at 13, then (after
+    // the B-tree figures and flags) base, free-space, end-of-file and driver-block addresses.
+    // Versions 2 and 3: sizes of addresses at 9, then base, extension, end of file and root.
+    unsigned char head[32 + 4 * 32] = {};
+    const std::uint64_t fileSize = storage.size();
+    const std::size_t headSize = static_cast<std::size_t>(std::min<std::uint64_t>(fileSize, sizeof(head)));
+    if (headSize < 16 || !storage.read(0, head, headSize))
+        return true; // too short to hold the figures: the library refuses it on its own
+    const unsigned version = head[8];
+    unsigned width = 0;
+    std::size_t addresses = 0;
+    if (version <= 1) {
+        width = head[13];
+        addresses = version == 0 ? 24 : 28;
+    } else if (version <= 3) {
+        width = head[9];
+        addresses = 12;
+    } else {
+        return true; // a layout we do not know: the library decides
+    }
+    if (width != 2 && width != 4 && width != 8 && width != 16 && width != 32)
+        return true; // refused by the library before it reads anything else
+    if (addresses + 4 * std::size_t(width) > headSize)
+        return true;
+    const std::uint64_t base = decodeAddress(head + addresses, width);
+    const std::uint64_t end = decodeAddress(head + addresses + 2 * width, width);
+    // The library reads blocks as long as the file's own headers say, up to this end, and a
+    // read past the real end is filled with zeros in memory: a damaged end in a small file can
+    // cost gigabytes. It refuses such a file once its superblock is read; refuse it before.
+    // (The library counts the end from the base address.)
+    if (base == kUndefinedAddress || end == kUndefinedAddress || end < base || end - base > fileSize) {
+        error = "damaged HDF5 archive: its superblock records an end of file past the file's size";
+        return false;
+    }
+    const std::uint64_t usable = end - base;
+    if (version <= 1) {
+        // The optional driver information block: a 16-byte header whose bytes 4-7 give the
+        // length of what follows.
+        const std::uint64_t driver = decodeAddress(head + addresses + 3 * width, width);
+        if (driver != kUndefinedAddress) {
+            unsigned char block[16];
+            const bool inside = driver <= usable && usable - driver >= 16 && storage.read(driver, block, 16);
+            const std::uint64_t length = inside ? std::uint64_t(block[4]) | std::uint64_t(block[5]) << 8 |
+                                                      std::uint64_t(block[6]) << 16 |
+                                                      std::uint64_t(block[7]) << 24
+                                                : 0;
+            if (!inside || length > usable - driver - 16) {
+                error = "damaged HDF5 archive: its driver information block runs past the end of the file";
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+namespace {
+
 // The HDF5 library trusts the structures it decodes: some damaged files crash it (a flipped byte
 // in an object header is enough). Before the library reads a file in this process, a child
 // process opens it, parses it as we do and opens every stored sample; only when the child gets

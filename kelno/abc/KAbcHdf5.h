@@ -19,12 +19,19 @@
 #pragma once
 
 #include "KAbcReader.h"
+#include "KAbcStorage.h"
 
 namespace Kelno {
 namespace Abc {
 
 // True when the first bytes (size of them) are the HDF5 signature.
 bool isHdf5Signature(const unsigned char* data, std::uint64_t size);
+
+// Checks the extents the superblock records (its end of file and its driver information block)
+// against the file's size, before the library is given the file: the library allocates and
+// zero-fills blocks as long as those figures say. False with a one-line reason when they do not
+// fit; a superblock this check cannot read is left to the library.
+bool checkHdf5Extents(const Storage& storage, std::string& error);
 
 // Opens the HDF5 archive at path (fileSize: its size in bytes, already known to the caller).
 // Null with a one-line reason (no path) when it cannot be read as an Alembic archive.

@@ -315,6 +315,8 @@ std::unique_ptr<ArchiveReader> openStorage(std::shared_ptr<Storage> storage, con
         return nullptr;
     }
     if (isHdf5Signature(bytes, size)) {
+        if (!checkHdf5Extents(*storage, error))
+            return nullptr;
         if (memory)
             return openHdf5Memory(memory, static_cast<std::size_t>(size), error);
         storage.reset();

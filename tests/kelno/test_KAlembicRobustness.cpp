@@ -416,6 +416,46 @@ TEST(AlembicDamage, Hdf5SamplesInChunksLargerThanTheFileAreRefused) {
     std::remove(path.c_str());
 }
 
+// The superblock's end of file and its driver block's length are taken from the file; the
+// library would zero-fill gigabytes for a few bytes of damage. Both are checked against the size.
+TEST(AlembicDamage, Hdf5SuperblockExtentsPastTheFileAreRefused) {
+    const std::string path = ::testing::TempDir() + "kelno_hdf5_extents.abc";
+    KelnoTest::writeMeshSceneHdf5(path, triangleScene({kTriangle}, {0}));
+    const std::vector<unsigned char> good = KelnoTest::readByteVector(path);
+    ASSERT_EQ(good[8], 0) << "superblock version 0 expected from the writer";
+    const std::size_t eofAt = 40, driverAt = 48; // after the base and free-space addresses
+    const std::uint64_t size = good.size();
+    ASSERT_LE(load64(good, eofAt), size);
+
+    const auto reason = [](const std::vector<unsigned char>& bytes) {
+        KAlembicArchive archive;
+        return archive.openFromMemory(bytes.data(), bytes.size()) ? std::string("opened")
+                                                                  : archive.errorString().str();
+    };
+    std::vector<unsigned char> bytes = good;
+    store64(bytes, eofAt, size); // exactly the file, and with bytes after it: both fine
+    EXPECT_EQ(reason(bytes), "opened");
+    bytes.resize(bytes.size() + 100, 0);
+    EXPECT_EQ(reason(bytes), "opened");
+
+    bytes = good;
+    store64(bytes, eofAt, size + 1);
+    EXPECT_NE(reason(bytes).find("end of file past the file's size"), std::string::npos) << reason(bytes);
+
+    // A driver block in the last 16 bytes, claiming 2 GB after its header.
+    bytes = good;
+    store64(bytes, eofAt, size);
+    store64(bytes, driverAt, size - 16);
+    const unsigned char header[8] = {0, 0, 0, 0, 0x00, 0x00, 0x00, 0x80};
+    std::memcpy(bytes.data() + size - 16, header, sizeof(header));
+    EXPECT_NE(reason(bytes).find("driver information block runs past"), std::string::npos) << reason(bytes);
+    KelnoTest::writeBytes(path, std::string(bytes.begin(), bytes.end()));
+    KAlembicArchive archive;
+    EXPECT_FALSE(archive.open(path.c_str()));
+    EXPECT_NE(archive.errorString().str().find("driver information block"), std::string::npos);
+    std::remove(path.c_str());
+}
+
 TEST(AlembicDamage, DeepHierarchiesAreRefusedNotOverflowingTheStack) {
     const std::string path = ::testing::TempDir() + "kelno_deep.abc";
     {
