@@ -811,7 +811,7 @@ int KTriMeshDistTree::Data::closest(const KVector& p, float maxDistance, double&
         bool fat;
     };
     const int kPending = 32;
-    Candidate list[kPending + 4];
+    Candidate list[kPending]; // settled before four more could overflow it
     int pending = 0;
     // The exact value of one waiting triangle, kept when it beats the best or ties it with a
     // higher index.
@@ -915,7 +915,6 @@ int KTriMeshDistTree::Data::closest(const KVector& p, float maxDistance, double&
                 }
             }
         }
-        // Next entry that is still near enough.
         // Next entry that is still near enough.
         for (;;) {
             if (sp == 0) {
