@@ -32,13 +32,15 @@ class BadInput : public testing::Test {
         KelnoTest::RunTool({"uv", "export", s_dir + "tri.obj", "--out", s_dir + "tri.uv"});
     }
 
-    // `{}` in an argument stands for the scratch folder.
+    // `{}` in a text or an argument stands for the scratch folder.
+    static std::string expand(std::string text) {
+        for (std::size_t at; (at = text.find("{}")) != std::string::npos;)
+            text.replace(at, 2, s_dir);
+        return text;
+    }
     static KelnoTest::ToolRun run(std::vector<std::string> args) {
-        for (std::string& arg : args) {
-            const std::size_t at = arg.find("{}");
-            if (at != std::string::npos)
-                arg.replace(at, 2, s_dir);
-        }
+        for (std::string& arg : args)
+            arg = expand(arg);
         return KelnoTest::RunTool(args);
     }
 
@@ -98,10 +100,7 @@ TEST_F(BadInput, FailuresGiveOneMessageAndExitOne) {
     };
     for (const Case& c : cases) {
         const KelnoTest::ToolRun r = run(c.args);
-        std::string message = c.message, leftOut = c.leftOut;
-        for (std::string* text : {&message, &leftOut})
-            for (std::size_t at; (at = text->find("{}")) != std::string::npos;)
-                text->replace(at, 2, s_dir);
+        const std::string message = expand(c.message), leftOut = expand(c.leftOut);
         EXPECT_EQ(r.exitCode, 1) << message;
         EXPECT_EQ(r.out, "") << message;
         EXPECT_EQ(r.err.substr(0, r.err.find('\n')), message);

@@ -1,6 +1,7 @@
 // Runs `kelno skeleton` on a small tree written here and checks chains, hierarchy and failures.
 #include <kelno/KTreeSkeleton.h>
 
+#include "support/KTestData.h"
 #include "support/KTestMeshes.h"
 #include "support/KTestTrees.h"
 #include "support/KToolRun.h"
@@ -9,12 +10,8 @@
 #include <nlohmann/json.hpp>
 
 #include <cstdio>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
-
-#include <sys/wait.h>
 
 namespace {
 
@@ -59,12 +56,10 @@ TEST(SkeletonCommand, SmallTreeChainsAndHierarchy) {
     EXPECT_GT(cv, 2);
     EXPECT_LT(cv, cvCounts[0] / 2 + 2);
 
-    std::ifstream polylines(chainsObj);
-    std::stringstream text;
-    text << polylines.rdbuf();
+    const std::string polylines = KelnoTest::readBytes(chainsObj);
     std::size_t objects = 0;
-    for (std::size_t at = text.str().find("\nl "); at != std::string::npos;
-         at = text.str().find("\nl ", at + 1))
+    for (std::size_t at = polylines.find("\nl "); at != std::string::npos;
+         at = polylines.find("\nl ", at + 1))
         ++objects;
     EXPECT_EQ(objects, 4u);
 }

@@ -56,13 +56,10 @@ TEST(XformCommand, MatchesTheCoreFitPerCopyAndReportsFailures) {
         EXPECT_EQ(json["values"].get<std::vector<double>>(),
                   Kelno::ShapeMatchingMatrices(source, target, c.pivot, c.order));
     }
-    const KelnoTest::ToolRun shorter = KelnoTest::RunToolLine("xform --source " + b + " --target " + a);
-    EXPECT_EQ(shorter.exitCode, 1);
-    EXPECT_EQ(shorter.err.rfind("kelno: " + a + " has fewer vertices", 0), 0u) << shorter.err;
-
     const struct {
         std::string args, error;
     } failures[] = {
+        {"--source " + b + " --target " + a, "kelno: " + a + " has fewer vertices"},
         {"--source " + a + " --target /nonexistent/b.obj",
          "kelno: Failed to open the file: /nonexistent/b.obj\n"},
         {"--source " + empty + " --target " + a, "kelno: " + empty + " has no vertices\n"},
@@ -74,7 +71,7 @@ TEST(XformCommand, MatchesTheCoreFitPerCopyAndReportsFailures) {
         SCOPED_TRACE(c.args);
         const KelnoTest::ToolRun r = KelnoTest::RunToolLine("xform " + c.args);
         EXPECT_EQ(r.exitCode, 1);
-        EXPECT_EQ(r.err.substr(0, c.error.size()), c.error);
+        EXPECT_EQ(r.err.substr(0, c.error.size()), c.error); // the whole line where it ends in \n
         EXPECT_TRUE(r.out.empty());
     }
     for (const std::string& f : {a, b, empty})

@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <fstream>
 #include <string>
 #include <unistd.h>
@@ -16,27 +15,16 @@ namespace {
 
 // A triangle and a quad with UVs and a face without: 3 faces, 7 ids, 5 UVs.
 KUVLayout sampleLayout() {
-    KUVLayout l;
-    l.uvCounts = {3, 4, 0};
-    l.uvIds = {0, 1, 2, 1, 3, 4, 2};
-    l.u = {0.0f, 1.0f, 0.5f, 1.0f, 0.25f};
-    l.v = {0.0f, 0.0f, 1.0f, 2.0f, -1.5f};
-    return l;
+    return {
+        {3, 4, 0}, {0, 1, 2, 1, 3, 4, 2}, {0.0f, 1.0f, 0.5f, 1.0f, 0.25f}, {0.0f, 0.0f, 1.0f, 2.0f, -1.5f}};
 }
 
-std::string ints(std::initializer_list<int> values) {
-    std::string out;
-    for (int v : values)
-        out.append(reinterpret_cast<const char*>(&v), 4);
-    return out;
+// Values as the file holds them: 4 bytes each, in the machine's order.
+template <typename T> std::string raw(std::initializer_list<T> values) {
+    return std::string(reinterpret_cast<const char*>(values.begin()), sizeof(T) * values.size());
 }
-
-std::string floats(std::initializer_list<float> values) {
-    std::string out;
-    for (float v : values)
-        out.append(reinterpret_cast<const char*>(&v), 4);
-    return out;
-}
+std::string ints(std::initializer_list<int> values) { return raw(values); }
+std::string floats(std::initializer_list<float> values) { return raw(values); }
 
 TEST(KUVFile, BytesAreTheCountsAndArraysInOrder) {
     const std::string bytes = EncodeUVFile(sampleLayout());
@@ -44,17 +32,13 @@ TEST(KUVFile, BytesAreTheCountsAndArraysInOrder) {
                                  floats({0.0f, 1.0f, 0.5f, 1.0f, 0.25f, 0.0f, 0.0f, 1.0f, 2.0f, -1.5f});
     EXPECT_EQ(bytes, expected);
     EXPECT_EQ(bytes.size(), UVFileSize(3, 7, 5));
-    EXPECT_EQ(UVFileSize(3, 7, 5), 12u + 4u * (3 + 7 + 10));
     EXPECT_EQ(EncodeUVFile(KUVLayout()), ints({0, 0, 0}));
 
     KUVLayout back;
     std::string error;
     ASSERT_TRUE(DecodeUVFile(bytes.data(), bytes.size(), back, error)) << error;
     EXPECT_EQ(error, "");
-    EXPECT_EQ(back.uvCounts, sampleLayout().uvCounts);
-    EXPECT_EQ(back.uvIds, sampleLayout().uvIds);
-    EXPECT_EQ(back.u, sampleLayout().u);
-    EXPECT_EQ(back.v, sampleLayout().v);
+    EXPECT_EQ(EncodeUVFile(back), bytes) << "the same layout back";
 }
 
 TEST(KUVFile, EveryTruncationIsRefusedAndLeavesTheLayout) {
