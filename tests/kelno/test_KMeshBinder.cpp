@@ -77,11 +77,11 @@ TEST(KMeshBinder, LocalCoordinatesOfPointsAroundATriangle) {
     const KTriMesh m = oneTriangle({0, 0, 0}, {3, 0, 0}, {0, 3, 0}); // normal +Z, centre (1, 1, 0)
     const struct {
         KVector p;
-        double l0, l1, l2;
+        double local[3];
     } cases[] = {
-        {{1, 1, 0}, 0, 0, 0},                            // the centre
-        {{1, 1, 2.5f}, 0, 2.5, 0},                       // above it, along N
-        {{2, 1, 0}, std::sqrt(0.8), 0, -std::sqrt(0.2)}, // in the plane: L.y = 0
+        {{1, 1, 0}, {0, 0, 0}},                            // the centre
+        {{1, 1, 2.5f}, {0, 2.5, 0}},                       // above it, along N
+        {{2, 1, 0}, {std::sqrt(0.8), 0, -std::sqrt(0.2)}}, // in the plane: L.y = 0
     };
     for (const auto& c : cases) {
         KMeshBinding b;
@@ -89,9 +89,8 @@ TEST(KMeshBinder, LocalCoordinatesOfPointsAroundATriangle) {
         EXPECT_EQ(b.triangle, 0);
         // d1 = d2 > d0: the tie between p1 and p2 goes to p1.
         EXPECT_EQ(b.vertex, 1);
-        EXPECT_NEAR(b.local[0], c.l0, 1e-6);
-        EXPECT_NEAR(b.local[1], c.l1, 1e-6);
-        EXPECT_NEAR(b.local[2], c.l2, 1e-6);
+        for (int k = 0; k < 3; ++k)
+            EXPECT_NEAR(b.local[k], c.local[k], 1e-6);
         // The bind frame inverted: initialMatrix * F is the identity.
         Kelno::KTriangleFrame fr;
         ASSERT_TRUE(Kelno::TriangleFrame(m, b.triangle, b.vertex, fr));
@@ -160,7 +159,7 @@ TEST(KMeshBinder, BadInputIsSafeAndValidInputUnaffected) {
         r.m[0][1] = 5;
         EXPECT_FALSE(Kelno::EvaluateBinding(m, b, KVector(1, 1, 1), t, r));
         EXPECT_EQ(std::vector<double>(t, t + 3), std::vector<double>(3, 0.0));
-        const Kelno::KMatrix4d id;
+        const KMatrix4d id;
         EXPECT_EQ(std::vector<double>(&r.m[0][0], &r.m[0][0] + 16),
                   std::vector<double>(&id.m[0][0], &id.m[0][0] + 16));
         Kelno::KTriangleFrame fr;

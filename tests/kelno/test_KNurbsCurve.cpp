@@ -61,11 +61,8 @@ TEST(KNurbsCurve, InterpolatesEditPoints) {
         if (c.uniform) {
             EXPECT_EQ(params.back(), c.n - 1);
         }
-        for (int i = 0; i < c.n; ++i)
-            EXPECT_LT(
-                dist(curve.evaluate(params[static_cast<std::size_t>(i)]), ep[static_cast<std::size_t>(i)]),
-                1e-9)
-                << c.n << " " << i;
+        for (std::size_t i = 0; i < ep.size(); ++i)
+            EXPECT_LT(dist(curve.evaluate(params[i]), ep[i]), 1e-9) << c.n << " " << i;
         EXPECT_EQ(curve.cv(0), ep.front());
         EXPECT_EQ(curve.cv(curve.numCVs() - 1), ep.back());
     }
@@ -149,15 +146,13 @@ TEST(KTreeSkeletonHierarchy, SmallTree) {
     EXPECT_NEAR(h.rootPoints[0][1], 4.0, 1e-12);
     // Parent CVs: the trunk's CV nearest y = 4 and y = 6.1, B's CV nearest the twig's root.
     const std::vector<P>& trunk = curves[1].cvs();
-    for (int i : {0, 2}) {
-        int bestCV = 0;
-        const std::vector<P>& pc =
-            curves[static_cast<std::size_t>(h.parentCurves[static_cast<std::size_t>(i)])].cvs();
+    for (std::size_t i : {0, 2}) {
+        const std::vector<P>& pc = curves[static_cast<std::size_t>(h.parentCurves[i])].cvs();
+        std::size_t best = 0;
         for (std::size_t k = 0; k < pc.size(); ++k)
-            if (dist(pc[k], h.rootPoints[static_cast<std::size_t>(i)]) <=
-                dist(pc[static_cast<std::size_t>(bestCV)], h.rootPoints[static_cast<std::size_t>(i)]))
-                bestCV = static_cast<int>(k);
-        EXPECT_EQ(h.parentCVs[static_cast<std::size_t>(i)], bestCV);
+            if (dist(pc[k], h.rootPoints[i]) <= dist(pc[best], h.rootPoints[i]))
+                best = k;
+        EXPECT_EQ(h.parentCVs[i], static_cast<int>(best));
     }
     EXPECT_NEAR(trunk[static_cast<std::size_t>(h.parentCVs[0])][1], 4.0, 0.6);
     EXPECT_EQ(h.parentCVs[1], 0);

@@ -1,14 +1,12 @@
-// Soak test, outside the default suite: the Alembic reader and the closest-point tree answering
-// from many threads for minutes, every answer compared with the serial one.
+// Soak test, outside the default suite (see the README):
 //
 //   build/tests/soak_concurrency [--seconds S] [--threads T]     (defaults: 120 s, 16 threads)
 //
 // Half of the time goes to the tree (a real scan when the shared data is there, else a torus):
-// random queries of all three closest-point forms and box queries, compared bit for bit with
-// answers computed serially first. The other half goes to the archives of the shared data:
-// threads read random (mesh, sample) pairs through one shared archive and through archives of
-// their own, opened and closed as they go, and compare positions, topology and placement with
-// the serial read. Prints a JSON summary; exits 1 on any difference.
+// random queries of all three closest-point forms and box queries. The other half goes to the
+// archives of the shared data: random (mesh, sample) pairs read through one shared archive and
+// through archives of the threads' own, opened and closed as they go. Every answer is compared
+// bit for bit with the serial one; prints a JSON summary, exits 1 on any difference.
 #include <kelno/KAlembic.h>
 #include <kelno/KTriMeshDistTree.h>
 
@@ -39,6 +37,27 @@ struct TreeAnswer {
 };
 
 bool sameBits(const void* a, const void* b, std::size_t n) { return std::memcmp(a, b, n) == 0; }
+
+// Runs batch(thread, random, answered, mismatches) over and over on every thread until the time
+// is up; returns {answers, mismatches} of all threads.
+template <class Batch>
+std::pair<long long, long long> runThreads(double seconds, int threads, unsigned seed, const Batch& batch) {
+    std::atomic<long long> answered{0}, mismatches{0};
+    const auto end = Clock::now() + std::chrono::duration<double>(seconds);
+    std::vector<std::thread> pool;
+    for (int t = 0; t < threads; ++t)
+        pool.emplace_back([&, t] {
+            std::mt19937 pick(seed + static_cast<unsigned>(t));
+            long long count = 0, bad = 0;
+            while (Clock::now() < end)
+                batch(t, pick, count, bad);
+            answered += count;
+            mismatches += bad;
+        });
+    for (std::thread& t : pool)
+        t.join();
+    return {answered.load(), mismatches.load()};
+}
 
 TreeAnswer askTree(const KTriMeshDistTree& tree, const KVector& p, KIntArray& scratch, int form) {
     TreeAnswer a;
@@ -87,26 +106,13 @@ std::pair<long long, long long> soakTree(double seconds, int threads) {
         serial[i] = askTree(tree, queries[i], scratch, i % 4);
     }
 
-    std::atomic<long long> answered{0}, mismatches{0};
-    const auto end = Clock::now() + std::chrono::duration<double>(seconds);
-    std::vector<std::thread> pool;
-    for (int t = 0; t < threads; ++t)
-        pool.emplace_back([&, t] {
-            std::mt19937 pick(1000 + t);
-            KIntArray own;
-            long long count = 0, bad = 0;
-            while (Clock::now() < end)
-                for (int k = 0; k < 256; ++k, ++count) {
-                    const int i = static_cast<int>(pick() % n);
-                    if (!sameAnswer(askTree(tree, queries[i], own, i % 4), serial[i]))
-                        ++bad;
-                }
-            answered += count;
-            mismatches += bad;
-        });
-    for (std::thread& t : pool)
-        t.join();
-    return {answered.load(), mismatches.load()};
+    return runThreads(seconds, threads, 1000, [&](int, std::mt19937& pick, long long& count, long long& bad) {
+        KIntArray own;
+        for (int k = 0; k < 256; ++k, ++count) {
+            const int i = static_cast<int>(pick() % n);
+            bad += !sameAnswer(askTree(tree, queries[i], own, i % 4), serial[i]);
+        }
+    });
 }
 
 struct MeshSample {
@@ -139,12 +145,10 @@ struct ArchiveCase {
 bool findMesh(const KAlembicArchive& archive, const std::string& path, KAlembicObject& out) {
     KAlembicObjectArray objects;
     GetAllDescendantObjects(archive.topObject(), objects, true);
-    for (int i = 0; i < objects.length(); ++i)
-        if (std::string(objects[i].fullPath().str()) == path) {
+    for (int i = 0; i < objects.length() && !out.isValid(); ++i)
+        if (std::string(objects[i].fullPath().str()) == path)
             out = objects[i];
-            return true;
-        }
-    return false;
+    return out.isValid();
 }
 
 std::pair<long long, long long> soakArchives(double seconds, int threads, int& archivesUsed) {
@@ -184,38 +188,25 @@ std::pair<long long, long long> soakArchives(double seconds, int threads, int& a
         shared.emplace_back(new KAlembicArchive);
         shared.back()->open(c.path.c_str());
     }
-    std::atomic<long long> reads{0}, mismatches{0};
-    const auto end = Clock::now() + std::chrono::duration<double>(seconds);
-    std::vector<std::thread> pool;
-    for (int t = 0; t < threads; ++t)
-        pool.emplace_back([&, t] {
-            std::mt19937 pick(2000 + t);
-            long long count = 0, bad = 0;
-            while (Clock::now() < end) {
-                const std::size_t a = pick() % cases.size();
-                const ArchiveCase& c = cases[a];
-                // Odd threads open an archive of their own for a while; even ones share.
-                KAlembicArchive own;
-                const KAlembicArchive* archive = shared[a].get();
-                if (t % 2 && own.open(c.path.c_str()))
-                    archive = &own;
-                for (int k = 0; k < 32; ++k, ++count) {
-                    const std::size_t m = pick() % c.meshPaths.size();
-                    if (c.serial[m].empty())
-                        continue;
-                    const int s = static_cast<int>(pick() % c.serial[m].size());
-                    KAlembicObject object;
-                    if (!findMesh(*archive, c.meshPaths[m], object) ||
-                        !sameSample(readSample(object, s), c.serial[m][s]))
-                        ++bad;
-                }
-            }
-            reads += count;
-            mismatches += bad;
-        });
-    for (std::thread& t : pool)
-        t.join();
-    return {reads.load(), mismatches.load()};
+    return runThreads(seconds, threads, 2000,
+                      [&](int t, std::mt19937& pick, long long& count, long long& bad) {
+                          const std::size_t a = pick() % cases.size();
+                          const ArchiveCase& c = cases[a];
+                          // Odd threads open an archive of their own for a while; even ones share.
+                          KAlembicArchive own;
+                          const KAlembicArchive* archive = shared[a].get();
+                          if (t % 2 && own.open(c.path.c_str()))
+                              archive = &own;
+                          for (int k = 0; k < 32; ++k, ++count) {
+                              const std::size_t m = pick() % c.meshPaths.size();
+                              if (c.serial[m].empty())
+                                  continue;
+                              const int s = static_cast<int>(pick() % c.serial[m].size());
+                              KAlembicObject object;
+                              bad += !findMesh(*archive, c.meshPaths[m], object) ||
+                                     !sameSample(readSample(object, s), c.serial[m][s]);
+                          }
+                      });
 }
 
 } // namespace
