@@ -15,52 +15,46 @@
 #include <limits>
 #include <random>
 
+using namespace Kelno;
+using namespace KelnoTest;
+
 namespace {
 
-using Kelno::KVector;
-
 struct EdgeSearch {
-    Kelno::KTriMeshConnectionInfo connections;
-    Kelno::KIntArray hit;
+    KTriMeshConnectionInfo connections;
+    KIntArray hit;
 };
 
 // The command's indexing: tree (10, 10), then t2v, v2e, e2v; every form of the search must
 // flag the same edges.
-EdgeSearch searchEdges(const Kelno::KTriMesh& mesh) {
+EdgeSearch searchEdges(const KTriMesh& mesh) {
     EdgeSearch s;
-    Kelno::KTriMeshDistTree tree(10, 10);
+    KTriMeshDistTree tree(10, 10);
     tree.set(mesh);
     s.connections.set(mesh);
     s.connections.calculate_t2v();
     s.connections.calculate_v2e();
     s.connections.calculate_e2v();
-    Kelno::FindIntersectingEdges(mesh, tree, s.connections, s.hit);
-    Kelno::KIntArray stepwise, brute;
-    Kelno::FindIntersectingEdgesStepwise(mesh, tree, s.connections, stepwise);
+    FindIntersectingEdges(mesh, tree, s.connections, s.hit);
+    KIntArray stepwise, brute;
+    FindIntersectingEdgesStepwise(mesh, tree, s.connections, stepwise);
     EXPECT_EQ(s.hit, stepwise);
     if (mesh.triangleCount() <= 4000) {
-        Kelno::FindIntersectingEdgesBruteForce(mesh, s.connections, brute);
+        FindIntersectingEdgesBruteForce(mesh, s.connections, brute);
         EXPECT_EQ(s.hit, brute);
     }
     return s;
 }
 
-Kelno::KTriMesh merged(const Kelno::KTriMesh& a, const Kelno::KTriMesh& b) {
-    return KelnoTest::mergePieces({a, b});
-}
-
 TEST(KCollision, FastInverseSqrtIsTheOneNewtonStepApproximation) {
     // Not exact, and not to be: one Newton step leaves about 1.7e-3 relative error at most.
-    for (float x : {1.0f, 2.0f, 0.25f, 1e-30f, 3e7f}) {
-        const float r = Kelno::FastInverseSqrt(x);
-        EXPECT_NEAR(r * std::sqrt(x), 1.0f, 2e-3f) << x;
-    }
-    EXPECT_NE(Kelno::FastInverseSqrt(2.0f), 1.0f / std::sqrt(2.0f));
-    EXPECT_EQ(Kelno::FastInverseSqrt(1.0f), 0.99830717f);
+    for (float x : {1.0f, 2.0f, 0.25f, 1e-30f, 3e7f})
+        EXPECT_NEAR(FastInverseSqrt(x) * std::sqrt(x), 1.0f, 2e-3f) << x;
+    EXPECT_EQ(FastInverseSqrt(1.0f), 0.99830717f);
 }
 
 TEST(KCollision, SegmentTriangleBoundaryRules) {
-    // Triangle in the plane z = 0 covering the square [0, 1]^2's lower left half.
+    // Triangle in the plane z = 0 covering the lower left half of the square [0, 2]^2.
     const KVector a(0, 0, 0), b(2, 0, 0), c(0, 2, 0);
     const struct {
         const char* what;
@@ -82,24 +76,21 @@ TEST(KCollision, SegmentTriangleBoundaryRules) {
         {"degenerate edge on it", {0.5f, 0.5f, 0}, {0.5f, 0.5f, 0}, false},
     };
     for (const auto& c0 : cases)
-        EXPECT_EQ(Kelno::SegmentPiercesTriangle(c0.p0, c0.p1, a, b, c), c0.hit) << c0.what;
+        EXPECT_EQ(SegmentPiercesTriangle(c0.p0, c0.p1, a, b, c), c0.hit) << c0.what;
 }
 
 TEST(KCollision, OverlappingCubesFlagEdgesOnBothAndClosedMeshesNone) {
-    const Kelno::KTriMesh cube = KelnoTest::makeCube();
-    EXPECT_EQ(Kelno::CountHits(searchEdges(cube).hit), 0) << "adjacent triangles are never tested";
-    EXPECT_EQ(Kelno::CountHits(searchEdges(KelnoTest::makeTorus(24, 12)).hit), 0);
-
-    const Kelno::KTriMesh apart = merged(cube, KelnoTest::makeCube(KVector(3, 3, 3), KVector(4, 4, 4)));
-    EXPECT_EQ(Kelno::CountHits(searchEdges(apart).hit), 0);
-
+    const KTriMesh cube = makeCube();
+    EXPECT_EQ(CountHits(searchEdges(cube).hit), 0) << "adjacent triangles are never tested";
+    EXPECT_EQ(CountHits(searchEdges(makeTorus(24, 12)).hit), 0);
+    const KTriMesh apart = mergePieces({cube, makeCube(KVector(3, 3, 3), KVector(4, 4, 4))});
+    EXPECT_EQ(CountHits(searchEdges(apart).hit), 0);
     // The second cube is shifted so its corner region pokes through the first one's faces.
-    const Kelno::KTriMesh pair =
-        merged(cube, KelnoTest::makeCube(KVector(0.2f, 0.3f, 0.4f), KVector(2.2f, 2.3f, 2.4f)));
+    const KTriMesh pair = mergePieces({cube, makeCube(KVector(0.2f, 0.3f, 0.4f), KVector(2.2f, 2.3f, 2.4f))});
     EdgeSearch s = searchEdges(pair);
-    EXPECT_GT(Kelno::CountHits(s.hit), 0);
-    Kelno::KIntArray vertices;
-    Kelno::CollidingVertices(s.connections, s.hit, pair.vertexCount(), vertices);
+    EXPECT_GT(CountHits(s.hit), 0);
+    KIntArray vertices;
+    CollidingVertices(s.connections, s.hit, pair.vertexCount(), vertices);
     bool onFirst = false, onSecond = false;
     for (int v : vertices) {
         (v < 8 ? onFirst : onSecond) = true;
@@ -116,21 +107,21 @@ TEST(KCollision, AnEdgeOrientedAwayFromATriangleItRestsOnIsNotFlagged) {
     // A small triangle whose edge (3, 4) rests with one end on a big triangle and crosses it
     // slightly (by 0.5% of its length) at the other.
     const auto mesh = [](bool restsAtStart) {
-        Kelno::KTriMesh m;
+        KTriMesh m;
         m.positions = {KVector(-2, -2, 0), KVector(2, -2, 0), KVector(0, 3, 0)};
-        m.triangles.push_back(Kelno::KInt3{{0, 1, 2}});
+        m.triangles.push_back(KInt3{{0, 1, 2}});
         const KVector onPlane(0.1f, 0.2f, 0), above(0.1f, 0.2f, 1), aside(0.3f, 0.2f, 1);
         const KVector below(0.1f, 0.2f, -0.005f);
         // Edges are oriented in the winding of their first triangle: (3, 4) starts at vertex 3.
         m.positions.push_back(restsAtStart ? onPlane : above);
         m.positions.push_back(restsAtStart ? above : below);
         m.positions.push_back(aside);
-        m.triangles.push_back(Kelno::KInt3{{3, 4, 5}});
+        m.triangles.push_back(KInt3{{3, 4, 5}});
         return m;
     };
     EdgeSearch atStart = searchEdges(mesh(true));
     EdgeSearch atEnd = searchEdges(mesh(false));
-    ASSERT_EQ(atEnd.connections.e2v[3], (Kelno::KInt2{{3, 4}}));
+    ASSERT_EQ(atEnd.connections.e2v[3], (KInt2{{3, 4}}));
     EXPECT_EQ(atStart.hit[3], 0);
     EXPECT_EQ(atEnd.hit[3], 1);
 }
@@ -139,7 +130,7 @@ TEST(KCollision, RandomSoupsAndInterpenetratingShapesMatchBruteForce) {
     std::mt19937 rng(7);
     for (int round = 0; round < 6; ++round) {
         SCOPED_TRACE(round);
-        Kelno::KTriMesh soup = KelnoTest::makeTriangleSoup(400, 0.3f, 100 + round);
+        KTriMesh soup = makeTriangleSoup(400, 0.3f, 100 + round);
         // Weld some corners so adjacency removal is exercised on shared vertex indices.
         std::uniform_int_distribution<int> pick(0, soup.vertexCount() - 1);
         for (int k = 0; k < 200; ++k)
@@ -153,32 +144,32 @@ TEST(KCollision, RandomSoupsAndInterpenetratingShapesMatchBruteForce) {
         searchEdges(soup);
     }
     // Two thick linked tori whose tubes pass through each other.
-    Kelno::KTriMesh torus = KelnoTest::makeTorus(40, 16, 2.0f, 1.2f);
-    Kelno::KTriMesh tilted = torus;
+    KTriMesh torus = makeTorus(40, 16, 2.0f, 1.2f);
+    KTriMesh tilted = torus;
     for (KVector& p : tilted.positions)
         p = KVector(p.x + 2.0f, p.z, p.y);
-    EdgeSearch linked = searchEdges(merged(torus, tilted));
-    EXPECT_GT(Kelno::CountHits(linked.hit), 0);
+    const KTriMesh linkedMesh = mergePieces({torus, tilted});
+    EdgeSearch linked = searchEdges(linkedMesh);
+    EXPECT_GT(CountHits(linked.hit), 0);
     // Coplanar, overlapping sheets: an edge lying in another triangle's plane never counts.
-    Kelno::KTriMesh flat = KelnoTest::subdivideMidpoint(KelnoTest::subdivideMidpoint(KelnoTest::makeCube()));
+    KTriMesh flat = subdivideMidpoint(subdivideMidpoint(makeCube()));
     flat.triangles.resize(32); // the face z = -1 only
-    Kelno::KTriMesh slid = flat;
+    KTriMesh slid = flat;
     for (KVector& p : slid.positions)
         p += KVector(0.3f, 0.1f, 0);
-    Kelno::KTriMesh sheets = merged(flat, slid);
-    EXPECT_EQ(Kelno::CountHits(searchEdges(sheets).hit), 0);
+    KTriMesh sheets = mergePieces({flat, slid});
+    EXPECT_EQ(CountHits(searchEdges(sheets).hit), 0);
     // Connection tables built over a mesh with one triangle more than the tree's: no edge has an
     // owning leaf, each walks the tree itself, and the flags stay those of the stepwise form.
-    Kelno::KTriMesh linkedMesh = merged(torus, tilted);
-    Kelno::KTriMeshDistTree tree(linkedMesh, 10, 10);
-    Kelno::KTriMesh longer = linkedMesh;
-    longer.triangles.push_back(Kelno::KInt3{{0, 17, 900}});
-    Kelno::KTriMeshConnectionInfo connections;
+    KTriMeshDistTree tree(linkedMesh, 10, 10);
+    KTriMesh longer = linkedMesh;
+    longer.triangles.push_back(KInt3{{0, 17, 900}});
+    KTriMeshConnectionInfo connections;
     connections.set(longer);
     connections.calculate_e2v();
-    Kelno::KIntArray fast, stepwise;
-    Kelno::FindIntersectingEdges(linkedMesh, tree, connections, fast);
-    Kelno::FindIntersectingEdgesStepwise(linkedMesh, tree, connections, stepwise);
+    KIntArray fast, stepwise;
+    FindIntersectingEdges(linkedMesh, tree, connections, fast);
+    FindIntersectingEdgesStepwise(linkedMesh, tree, connections, stepwise);
     EXPECT_EQ(fast, stepwise);
     // The tables number the extra triangle's new edges last: the others keep their flags.
     ASSERT_GT(fast.length(), linked.hit.length());
@@ -186,7 +177,7 @@ TEST(KCollision, RandomSoupsAndInterpenetratingShapesMatchBruteForce) {
 }
 
 TEST(KCollision, ThreadCountDoesNotChangeTheFlaggedEdges) {
-    Kelno::KTriMesh mesh = merged(KelnoTest::makeTorus(60, 20), KelnoTest::makeTorus(50, 18, 2.2f, 0.6f));
+    KTriMesh mesh = mergePieces({makeTorus(60, 20), makeTorus(50, 18, 2.2f, 0.6f)});
     const int threads = omp_get_max_threads();
     omp_set_num_threads(1);
     EdgeSearch one = searchEdges(mesh);
@@ -194,24 +185,24 @@ TEST(KCollision, ThreadCountDoesNotChangeTheFlaggedEdges) {
     EdgeSearch three = searchEdges(mesh);
     omp_set_num_threads(threads);
     EXPECT_EQ(one.hit, three.hit);
-    EXPECT_GT(Kelno::CountHits(one.hit), 0);
+    EXPECT_GT(CountHits(one.hit), 0);
 }
 
 TEST(KCollision, RealScanAgainstItsShiftedCopy) {
     KELNO_REQUIRE_DATA("meshes/bunny.obj");
-    Kelno::KTriMesh bunny;
-    ASSERT_TRUE(KelnoTest::readObj(KelnoTest::dataPath("meshes/bunny.obj"), bunny));
-    Kelno::KTriMesh shifted = bunny;
+    KTriMesh bunny;
+    ASSERT_TRUE(readObj(dataPath("meshes/bunny.obj"), bunny));
+    KTriMesh shifted = bunny;
     const KVector size = bunny.boundingBox(true).size();
     for (KVector& p : shifted.positions)
         p += size * 0.1f;
-    EdgeSearch s = searchEdges(merged(bunny, shifted)); // fast versus stepwise on 140k triangles
-    EXPECT_GT(Kelno::CountHits(s.hit), 0);
+    EdgeSearch s = searchEdges(mergePieces({bunny, shifted})); // fast versus stepwise on 140k triangles
+    EXPECT_GT(CountHits(s.hit), 0);
 }
 
 TEST(KCollision, InsideTestAndFaceModes) {
-    const Kelno::KTriMesh cube = KelnoTest::makeCube();
-    Kelno::KTriMeshDistTree tree(cube, 10, 10);
+    const KTriMesh cube = makeCube();
+    KTriMeshDistTree tree(cube, 10, 10);
     const struct {
         KVector p;
         bool inside;
@@ -219,27 +210,25 @@ TEST(KCollision, InsideTestAndFaceModes) {
         {{0, 0, 0}, true},     {{0.9f, 0.1f, -0.5f}, true}, {{1, 0.2f, 0.3f}, true} /* on the surface */,
         {{1.5f, 0, 0}, false}, {{0, -3, 0}, false},         {{2e30f, 0, 0}, false} /* beyond 1e30 */};
     for (const auto& c : points)
-        EXPECT_EQ(Kelno::IsInsideVertex(c.p, cube, tree), c.inside) << c.p.x << " " << c.p.y << " " << c.p.z;
-    Kelno::KTriMeshDistTree empty(10, 10);
-    EXPECT_FALSE(Kelno::IsInsideVertex(KVector(), Kelno::KTriMesh(), empty)) << "no colliders: outside";
-
-    Kelno::KTriMesh target;
+        EXPECT_EQ(IsInsideVertex(c.p, cube, tree), c.inside) << c.p.x << " " << c.p.y << " " << c.p.z;
+    KTriMeshDistTree empty(10, 10);
+    EXPECT_FALSE(IsInsideVertex(KVector(), KTriMesh(), empty)) << "no colliders: outside";
+    KTriMesh target;
     target.positions = {KVector(0, 0, 0), KVector(0.5f, 0, 0), KVector(3, 0, 0), KVector(4, 0, 0)};
-    Kelno::KIntArray inside;
-    Kelno::FindInsideVertices(target, cube, tree, inside);
-    EXPECT_EQ(inside, (Kelno::KIntArray{0, 1}));
-
-    Kelno::KIntArray flags(4);
+    KIntArray inside;
+    FindInsideVertices(target, cube, tree, inside);
+    EXPECT_EQ(inside, (KIntArray{0, 1}));
+    KIntArray flags(4);
     for (int v : inside)
         flags[v] = 1;
-    const Kelno::KIntArrayList polygons = {{0, 1}, {0, 2}, {2, 3}, {}, {1, 9}};
+    const KIntArrayList polygons = {{0, 1}, {0, 2}, {2, 3}, {}, {1, 9}};
     const struct {
         unsigned int mode;
-        Kelno::KIntArray faces;
+        KIntArray faces;
     } modes[] = {{0, {}}, {1, {}}, {2, {0, 3}}, {3, {0, 1, 4}}, {4, {1, 4}}, {5, {}}};
     for (const auto& m : modes) {
-        Kelno::KIntArray faces;
-        Kelno::SelectFacesByMode(polygons, flags, m.mode, faces);
+        KIntArray faces;
+        SelectFacesByMode(polygons, flags, m.mode, faces);
         EXPECT_EQ(faces, m.faces) << "mode " << m.mode;
     }
 }

@@ -100,7 +100,6 @@ TEST_F(KGLResourcesTest, RenderedColoursRoundTripThroughExrBitForBit) {
     EXPECT_NEAR(px(0, 0, 3), 0.5f, 1.0f / 255);
     EXPECT_NEAR(px(R - 1, 0, 2), 0.75f, 1.0f / 255) << "clear colour at the bottom right";
     EXPECT_NEAR(px(3, R - 1, 1), 1.0f, 1.0f / 255) << "green top row";
-
     const std::string path = tempPath("roundtrip.exr");
     ASSERT_TRUE(map.save(path.c_str(), KImageFormat::kOpenEXR));
     const Exr exr = readExr(path);

@@ -45,10 +45,9 @@ TEST(KPolyMesh, CubeNormalsPointOutwardAlongTheDiagonals) {
     m.computeVertexNormals();
     ASSERT_EQ(m.vertexNormals().length(), 8);
     for (int v = 0; v < 8; ++v) {
-        const KVector n = m.vertexNormals()[static_cast<std::size_t>(v)];
+        const KVector n = m.vertexNormals()[v];
         EXPECT_NEAR(n.length(), 1.0f, 1e-6f);
-        const KVector expected = m.m_positions[static_cast<std::size_t>(v)].normal();
-        EXPECT_NEAR(n.dot(expected), 1.0f, 1e-6f) << "vertex " << v;
+        EXPECT_NEAR(n.dot(m.m_positions[v].normal()), 1.0f, 1e-6f) << "vertex " << v;
     }
     for (const KVector& f : m.faceNormals())
         EXPECT_NEAR(f.length(), 8.0f, 1e-5f) << "Newell normal is twice the area (2x2 face)";
@@ -100,10 +99,9 @@ TEST(KPolyMesh, TransformMatchesMatrixPointTransformAndCarriesNormals) {
     // Normals stay perpendicular to the transformed faces.
     for (int f = 0; f < 6; ++f) {
         const int* poly = m.m_polygonConnections.data() + 4 * f;
-        const KVector edge = m.m_positions[static_cast<std::size_t>(poly[1])] -
-                             m.m_positions[static_cast<std::size_t>(poly[0])];
-        EXPECT_NEAR(m.faceNormals()[static_cast<std::size_t>(f)].dot(edge), 0.0f, 1e-5f);
-        EXPECT_NEAR(m.faceNormals()[static_cast<std::size_t>(f)].length(), 1.0f, 1e-5f);
+        const KVector edge = m.m_positions[poly[1]] - m.m_positions[poly[0]];
+        EXPECT_NEAR(m.faceNormals()[f].dot(edge), 0.0f, 1e-5f);
+        EXPECT_NEAR(m.faceNormals()[f].length(), 1.0f, 1e-5f);
     }
     // Projective matrices divide by w.
     KPolyMesh p = cube();
@@ -120,12 +118,10 @@ TEST(KPolyMesh, MismatchedOrDamagedTopologyIsSkippedNotRead) {
     m.computeBoundingBox();
     EXPECT_EQ(m.numDrawablePolygons(), 2);
     EXPECT_EQ(m.vertexNormals().length(), 6);
-
     KPolyMesh bad = cube();
     bad.m_polygonCounts = KIntArray{4, -3, 4, 1000};
     bad.computeVertexNormals();
     EXPECT_EQ(bad.numDrawablePolygons(), 1) << "only the first face lies before the negative size";
-
     KPolyMesh topologyOnly = cube();
     topologyOnly.m_positions.clear(); // what a topology-only load holds
     topologyOnly.computeVertexNormals();
@@ -133,7 +129,6 @@ TEST(KPolyMesh, MismatchedOrDamagedTopologyIsSkippedNotRead) {
     topologyOnly.transform(KMatrix(), true);
     EXPECT_EQ(topologyOnly.numDrawablePolygons(), 0);
     EXPECT_FALSE(topologyOnly.m_boundingBox.initialized());
-
     std::mt19937 rng(7);
     for (int round = 0; round < 200; ++round) {
         KPolyMesh r = cube();

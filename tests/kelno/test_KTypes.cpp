@@ -12,19 +12,30 @@ namespace {
 
 KIntArray ints(std::initializer_list<int> values) { return KIntArray(values); }
 
-} // namespace
+KMatrix translation(float x, float y, float z) {
+    KMatrix m;
+    m.setTranslation(KVector(x, y, z));
+    return m;
+}
 
-// ---------------------------------------------------------------------------------------------
-// KVector
+// Rotation of +90 degrees about z: x goes to y under the row-vector convention.
+KMatrix rotateZ90() {
+    const float rows[16] = {0, 1, 0, 0, -1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+    return KMatrix(rows);
+}
+
+void expectNear(const KVector& a, const KVector& b) {
+    for (int axis = 0; axis < 3; ++axis)
+        EXPECT_NEAR(a[axis], b[axis], 1e-5f) << "axis " << axis;
+}
+
+} // namespace
 
 TEST(KVector, IsThreePackedFloatsReadableAsAFloatRun) {
     static_assert(offsetof(KVector, x) == 0, "x first");
     static_assert(offsetof(KVector, y) == sizeof(float), "y second");
     static_assert(offsetof(KVector, z) == 2 * sizeof(float), "z third");
-
-    KVectorArray points;
-    points.push_back(KVector(1, 2, 3));
-    points.push_back(KVector(4, 5, 6));
+    const KVectorArray points = {KVector(1, 2, 3), KVector(4, 5, 6)};
     const float* run = points.asFloats();
     ASSERT_NE(run, nullptr);
     for (int i = 0; i < 6; ++i)
@@ -45,42 +56,31 @@ TEST(KVector, CrossProductNormalisationAndExactEquality) {
     EXPECT_TRUE(n != n);
 }
 
-// ---------------------------------------------------------------------------------------------
-// KArray and the named arrays
-
 TEST(KArray, CountsAreIntsAndNegativeSizesMakeEmptyArrays) {
     static_assert(std::is_same<decltype(KIntArray().length()), int>::value, "length() is int");
     EXPECT_EQ(KIntArray(-3).length(), 0);
     EXPECT_EQ(KFloat2Array(2)[1], (KFloat2{0.0f, 0.0f})) << "aggregate elements are zeroed too";
 }
 
-TEST(KArrayDeduplicate, KeepsFirstOccurrencesInOriginalOrder) {
-    const struct {
-        KIntArray in, out;
-    } cases[] = {{ints({3, 1, 3, 2, 1}), ints({3, 1, 2})},
-                 {ints({9, 4, 9, 9, 0, 4, -2}), ints({9, 4, 0, -2})}, // sorting would give -2, 0, 4, 9
-                 {ints({}), ints({})},
-                 {ints({7, 7, 7, 7}), ints({7})}};
-    for (const auto& c : cases) {
-        KIntArray a = c.in;
+TEST(KArrayDeduplicate, KeepsFirstOccurrencesInOrderAndComparesVectorsExactly) {
+    const auto dedup = [](auto a) {
         a.deduplicate();
-        EXPECT_EQ(a, c.out);
-    }
-}
-
-TEST(KArrayDeduplicate, VectorsCompareExactlyWithSignedZeroEqualAndNaNUnique) {
-    KVectorArray zeros = {KVector(0, 0, 0), KVector(-0.0f, 0, 0)};
-    zeros.deduplicate();
+        return a;
+    };
+    EXPECT_EQ(dedup(ints({3, 1, 3, 2, 1})), ints({3, 1, 2}));
+    EXPECT_EQ(dedup(ints({9, 4, 9, 9, 0, 4, -2})), ints({9, 4, 0, -2})); // sorting would give -2, 0, 4, 9
+    EXPECT_EQ(dedup(ints({})), ints({}));
+    EXPECT_EQ(dedup(ints({7, 7, 7, 7})), ints({7}));
+    // Signed zeros are equal, a NaN is never a repeat, and there is no tolerance.
+    const KVectorArray zeros = dedup(KVectorArray{KVector(0, 0, 0), KVector(-0.0f, 0, 0)});
     ASSERT_EQ(zeros.length(), 1);
     EXPECT_FALSE(std::signbit(zeros[0].x)) << "the first occurrence (+0) is the one kept";
     const float nan = std::numeric_limits<float>::quiet_NaN();
-    KVectorArray nans = {KVector(nan, 0, 0), KVector(1, 1, 1), KVector(nan, 0, 0), KVector(1, 1, 1)};
-    nans.deduplicate();
+    const KVectorArray nans =
+        dedup(KVectorArray{KVector(nan, 0, 0), KVector(1, 1, 1), KVector(nan, 0, 0), KVector(1, 1, 1)});
     ASSERT_EQ(nans.length(), 3);
     EXPECT_TRUE(std::isnan(nans[2].x));
-    KVectorArray close = {KVector(1, 0, 0), KVector(std::nextafter(1.0f, 2.0f), 0, 0)};
-    close.deduplicate();
-    EXPECT_EQ(close.length(), 2) << "no tolerance in the comparison";
+    EXPECT_EQ(dedup(KVectorArray{KVector(1, 0, 0), KVector(std::nextafter(1.0f, 2.0f), 0, 0)}).length(), 2);
 }
 
 TEST(KArrayRemove, SkipsBadIndicesCountsRepeatsOnceAndReturnsTheSurvivors) {
@@ -110,9 +110,6 @@ TEST(KArrayRemove, SkipsBadIndicesCountsRepeatsOnceAndReturnsTheSurvivors) {
     EXPECT_EQ(a.capacity(), capacity);
 }
 
-// ---------------------------------------------------------------------------------------------
-// KBoundingBox
-
 TEST(KBoundingBox, StartsUninitialisedAndFirstMergeInitialises) {
     KBoundingBox box;
     EXPECT_FALSE(box.contains(KVector(0, 0, 0))) << "an empty box contains nothing, not the origin";
@@ -121,7 +118,6 @@ TEST(KBoundingBox, StartsUninitialisedAndFirstMergeInitialises) {
     box.expand(KVector(4, 8, 7));
     EXPECT_EQ(box.min(), KVector(4, 6, 7));
     EXPECT_EQ(box.max(), KVector(5, 8, 7));
-
     KBoundingBox merged;
     merged.expand(KBoundingBox(KVector(1, 1, 1), KVector(2, 2, 2)));
     EXPECT_EQ(merged.min(), KVector(1, 1, 1));
@@ -130,7 +126,6 @@ TEST(KBoundingBox, StartsUninitialisedAndFirstMergeInitialises) {
     merged.expand(KBoundingBox(KVector(-1, 3, 1.5f), KVector(0, 4, 1.5f)));
     EXPECT_EQ(merged.min(), KVector(-1, 1, 1));
     EXPECT_EQ(merged.max(), KVector(2, 4, 2));
-
     merged.reset();
     EXPECT_FALSE(merged.initialized());
 }
@@ -168,35 +163,6 @@ TEST(KVectorArray, BoundingBoxOfPoints) {
     EXPECT_EQ(far.boundingBox(false).min().y, -inf);
 }
 
-// ---------------------------------------------------------------------------------------------
-// KMatrix
-
-namespace {
-
-KMatrix translation(float x, float y, float z) {
-    KMatrix m;
-    m.setTranslation(KVector(x, y, z));
-    return m;
-}
-
-// Rotation of +90 degrees about z: x goes to y under the row-vector convention.
-KMatrix rotateZ90() {
-    KMatrix m;
-    m(0, 0) = 0;
-    m(0, 1) = 1;
-    m(1, 0) = -1;
-    m(1, 1) = 0;
-    return m;
-}
-
-void expectNear(const KVector& a, const KVector& b, float eps = 1e-5f) {
-    EXPECT_NEAR(a.x, b.x, eps);
-    EXPECT_NEAR(a.y, b.y, eps);
-    EXPECT_NEAR(a.z, b.z, eps);
-}
-
-} // namespace
-
 TEST(KMatrix, RowMajorStorageAndRowVectorPoints) {
     EXPECT_TRUE(KMatrix().isIdentity());
     const float values[16] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
@@ -222,7 +188,6 @@ TEST(KMatrix, ProductAppliesLeftOperandFirst) {
     expectNear((r * t).transformPoint(KVector(1, 0, 0)), KVector(5, 1, 0));
     // Translate, then rotate: (1,0,0) -> (6,0,0) -> (0,6,0).
     expectNear((t * r).transformPoint(KVector(1, 0, 0)), KVector(0, 6, 0));
-
     KMatrix acc = r;
     acc *= t;
     EXPECT_EQ(acc, r * t);
@@ -240,15 +205,11 @@ TEST(KMatrix, InverseUndoesTheTransform) {
     for (int r = 0; r < 4; ++r)
         for (int c = 0; c < 4; ++c)
             EXPECT_NEAR(product(r, c), r == c ? 1.0f : 0.0f, 1e-6f);
-
     KMatrix singular;
     singular(2, 2) = 0.0f;
     EXPECT_TRUE(singular.inverse(&ok).isIdentity());
     EXPECT_FALSE(ok);
 }
-
-// ---------------------------------------------------------------------------------------------
-// KString
 
 TEST(KString, NullCStringsAreEmptyAndNeverEqualAString) {
     EXPECT_FALSE(KString("Ogawa") == static_cast<const char*>(nullptr));

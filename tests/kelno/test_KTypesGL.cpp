@@ -33,7 +33,6 @@ template <class Draw> std::vector<Segment> captureLines(Draw draw) {
     glRenderMode(GL_FEEDBACK);
     draw();
     const GLint used = glRenderMode(GL_RENDER);
-
     std::vector<Segment> lines;
     for (GLint i = 0; i < used;) {
         const GLfloat token = buffer[static_cast<size_t>(i)];
@@ -58,15 +57,13 @@ template <class Draw> std::vector<Segment> captureLines(Draw draw) {
 
 } // namespace
 
-TEST(KBoundingBoxGL, DrawsTheTwelveEdges) {
+TEST(KBoundingBoxGL, DrawsTheTwelveEdgesAndAnEmptyBoxNothing) {
     KelnoTest::GLTestContext context;
     KELNO_REQUIRE_GL_CONTEXT(context);
-
     const KVector lo(-0.5f, -0.25f, -0.75f), hi(0.5f, 0.25f, 0.5f);
     const KBoundingBox box(lo, hi);
     std::vector<Segment> lines = captureLines([&] { box.draw(); });
     ASSERT_EQ(lines.size(), 12u);
-
     // Every edge joins two corners that differ in exactly one axis, and all twelve differ.
     std::sort(lines.begin(), lines.end());
     EXPECT_EQ(std::unique(lines.begin(), lines.end()), lines.end());
@@ -81,11 +78,6 @@ TEST(KBoundingBoxGL, DrawsTheTwelveEdges) {
         }
         EXPECT_EQ(differing, 1);
     }
-}
-
-TEST(KBoundingBoxGL, EmptyBoxDrawsNothing) {
-    KelnoTest::GLTestContext context;
-    KELNO_REQUIRE_GL_CONTEXT(context);
     const KBoundingBox empty;
-    EXPECT_TRUE(captureLines([&] { empty.draw(); }).empty());
+    EXPECT_TRUE(captureLines([&] { empty.draw(); }).empty()) << "an empty box draws nothing";
 }
