@@ -34,10 +34,9 @@ std::vector<std::string> selection() {
 
 // A quad and a triangle sharing an edge, under a new transform; returns the transform.
 MObject makeMesh() {
-    const double p[5][3] = {{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}, {2, 0, 0}};
     MPointArray points;
-    for (const auto& q : p)
-        points.append(MPoint(q[0], q[1], q[2]));
+    for (const MPoint& p : {MPoint(0, 0), MPoint(1, 0), MPoint(1, 1), MPoint(0, 1), MPoint(2, 0)})
+        points.append(p);
     const int counts[] = {4, 3};
     const int connects[] = {0, 1, 2, 3, 1, 4, 2};
     return MFnMesh().create(5, 2, points, MIntArray(counts, 2), MIntArray(connects, 7));
@@ -50,7 +49,6 @@ class ActiveSelectionTest : public testing::Test {
         MFnDependencyNode(makeMesh()).setName("pCube1");
         MFnDependencyNode(makeMesh()).setName("pSphere1");
     }
-    void TearDown() override { Host::resetSession(); }
 };
 
 TEST_F(ActiveSelectionTest, SelectCommandsChangeTheActiveSelection) {
@@ -77,7 +75,6 @@ TEST_F(ActiveSelectionTest, SelectCommandsChangeTheActiveSelection) {
         EXPECT_EQ(selection(), s.after) << s.mel;
         EXPECT_EQ(Host::messages(Host::MessageKind::Error).size(), s.ok ? 0u : 1u) << s.mel;
     }
-
     // The modifier runs its MEL on doIt; a deleted node leaves the selection.
     MDGModifier modifier;
     ASSERT_TRUE(modifier.commandToExecute("select -r pSphere1.vtx[0] pCube1;"));
@@ -91,7 +88,7 @@ TEST_F(ActiveSelectionTest, SelectCommandsChangeTheActiveSelection) {
 }
 
 TEST_F(ActiveSelectionTest, IteratorFilterTakesMatchingItemsOrTheirShapes) {
-    MObject shape = Host::createNode("mesh", "looseShape");
+    Host::createNode("mesh", "looseShape");
     MSelectionList list;
     ASSERT_TRUE(list.add("pCube1"));
     ASSERT_TRUE(list.add("looseShape"));
@@ -114,7 +111,6 @@ TEST_F(ActiveSelectionTest, IteratorFilterTakesMatchingItemsOrTheirShapes) {
         }
         EXPECT_EQ(paths, c.paths) << static_cast<int>(c.filter);
     }
-    (void)shape;
 }
 
 TEST_F(ActiveSelectionTest, PolygonIteratorWalksFacesInOrder) {
@@ -127,7 +123,7 @@ TEST_F(ActiveSelectionTest, PolygonIteratorWalksFacesInOrder) {
     MItMeshPolygon it(path.node(), &status);
     ASSERT_TRUE(status);
     EXPECT_EQ(it.count(), 2u);
-    std::vector<std::vector<int>> faces;
+    std::vector<std::vector<int>> faces; // walked twice: reset starts over
     for (int pass = 0; pass < 2; ++pass) {
         faces.clear();
         for (it.reset(); !it.isDone(); it.next()) {

@@ -64,10 +64,8 @@ class TRenameCmd : public MPxCommand {
     static MSyntax newSyntax() {
         MSyntax s;
         s.addFlag("-t", "-to", MSyntax::kString);
-        EXPECT_TRUE(s.setObjectType(MSyntax::kSelectionList, 1, 1));
-        EXPECT_TRUE(s.useSelectionAsDefault(false));
-        EXPECT_TRUE(s.enableQuery(false));
-        EXPECT_TRUE(s.enableEdit(false));
+        EXPECT_TRUE(s.setObjectType(MSyntax::kSelectionList, 1, 1) && s.useSelectionAsDefault(false) &&
+                    s.enableQuery(false) && s.enableEdit(false));
         return s;
     }
     MStatus doIt(const MArgList& args) override {
@@ -103,17 +101,13 @@ class CommandTest : public testing::Test {
     void SetUp() override { Host::resetSession(); }
 };
 
-TEST_F(CommandTest, FlagsByShortAndLongNameAndTheirArguments) {
+TEST_F(CommandTest, FlagsByShortAndLongNameTheirArgumentsRefusalsAndMelStrings) {
     Host::CommandResult r = Host::runCommand("TEchoCmd", {"-name", "rock", "-s", "2.5", "-count", "7", "-v"});
     ASSERT_TRUE(r.status);
     EXPECT_EQ(r.type, MPxCommand::kString);
-    ASSERT_EQ(r.strings.size(), 1u);
-    EXPECT_EQ(r.strings[0], "rock 2.5 7 verbose");
+    EXPECT_EQ(r.strings, std::vector<std::string>{"rock 2.5 7 verbose"});
     EXPECT_EQ(TEchoCmd::instances, 0) << "the command object is deleted after doIt";
     EXPECT_EQ(Host::runCommand("TEchoCmd", {}).strings.at(0), "none 1 0") << "absent flags keep defaults";
-}
-
-TEST_F(CommandTest, UnreadableArgumentsAndUnknownFlags) {
     EXPECT_FALSE(Host::runCommand("TEchoCmd", {"-s", "wide"}).status);
     EXPECT_EQ(Host::messages(Host::MessageKind::Error).back(), "TEchoCmd: -scale needs a number");
     EXPECT_FALSE(Host::runCommand("TEchoCmd", {"-count", "-3"}).status);
@@ -121,17 +115,13 @@ TEST_F(CommandTest, UnreadableArgumentsAndUnknownFlags) {
     EXPECT_FALSE(Host::runCommand("TEchoCmd", {"-bogus"}).status);
     EXPECT_FALSE(Host::runCommand("TEchoCmd", {"-name"}).status) << "a flag missing its value";
     EXPECT_EQ(Host::runCommand("NoSuchCmd", {}).status, MS::kNotFound);
-}
-
-TEST_F(CommandTest, MelStringsRunRegisteredCommands) {
+    // From MEL strings; MEL the stand-in does not know is recorded and reported as done.
     MString result;
     ASSERT_TRUE(MGlobal::executeCommand("TEchoCmd -n \"two words\" -s 0.5;", result));
     EXPECT_EQ(result, "two words 0.5 0");
-    ASSERT_EQ(Host::executedCommands().size(), 1u);
-    EXPECT_EQ(Host::executedCommands()[0], "TEchoCmd -n \"two words\" -s 0.5;");
-    // MEL the stand-in does not know is recorded and reported as done.
     EXPECT_TRUE(MGlobal::executeCommand("setAttr a.b 1"));
-    EXPECT_EQ(Host::executedCommands().back(), "setAttr a.b 1");
+    EXPECT_EQ(Host::executedCommands(),
+              (std::vector<std::string>{"TEchoCmd -n \"two words\" -s 0.5;", "setAttr a.b 1"}));
 }
 
 TEST_F(CommandTest, UndoableCommandsStayOnTheUndoQueue) {
@@ -144,7 +134,6 @@ TEST_F(CommandTest, UndoableCommandsStayOnTheUndoQueue) {
     ASSERT_TRUE(Host::redo());
     EXPECT_FALSE(Host::findNode("stone").isNull());
     EXPECT_FALSE(Host::redo()) << "nothing left to redo";
-
     // A failed command is not queued; objects that match no node fail the parse of names.
     EXPECT_FALSE(Host::runCommand("TRenameCmd", {"-to", "x", "nobody"}).status);
     EXPECT_FALSE(Host::runCommand("TRenameCmd", {"-to", "x"}).status) << "one object is required";
@@ -154,7 +143,9 @@ TEST_F(CommandTest, UndoableCommandsStayOnTheUndoQueue) {
     EXPECT_FALSE(Host::undo());
 }
 
-TEST(MSyntaxTest, DuplicateOrMalformedFlagsAreRefused) {
+// Duplicate or malformed flags are refused; names given without a dash are kept so and matched
+// with or without it, on the command line as in the queries.
+TEST(MSyntaxTest, FlagNamesAreCheckedAndMatchedWithOrWithoutADash) {
     MSyntax s;
     EXPECT_TRUE(s.addFlag("-f", "-file", MSyntax::kString));
     EXPECT_FALSE(s.addFlag("-f", "-other"));
@@ -162,12 +153,6 @@ TEST(MSyntaxTest, DuplicateOrMalformedFlagsAreRefused) {
     EXPECT_FALSE(s.addFlag("f", "-fresh")) << "taken without its dash";
     EXPECT_FALSE(s.addFlag("-toolong", "-t"));
     EXPECT_FALSE(s.addFlag("-", "-empty"));
-}
-
-// Names given without a dash are kept so and matched with or without it, on the command line as
-// in the queries.
-TEST(MSyntaxTest, FlagsAddedWithoutADash) {
-    MSyntax s;
     ASSERT_TRUE(s.addFlag("xPv", "xPivot", MSyntax::kDouble));
     ASSERT_TRUE(s.addFlag("-sm", "-sMeshName", MSyntax::kString));
     MArgList args;
@@ -178,13 +163,12 @@ TEST(MSyntaxTest, FlagsAddedWithoutADash) {
     ASSERT_TRUE(st);
     double x = 0.0;
     MString mesh;
-    EXPECT_TRUE(db.isFlagSet("xPv"));
-    EXPECT_TRUE(db.isFlagSet("-xPivot"));
+    EXPECT_TRUE(db.isFlagSet("xPv") && db.isFlagSet("-xPivot"));
+    EXPECT_FALSE(db.isFlagSet("yPv") || db.isFlagSet("file"));
     EXPECT_TRUE(db.getFlagArgument("xPivot", 0, x));
     EXPECT_EQ(x, 2.5);
     EXPECT_TRUE(db.getFlagArgument("sm", 0, mesh));
     EXPECT_EQ(mesh, "mesh1");
-    EXPECT_FALSE(db.isFlagSet("yPv"));
 }
 
 } // namespace

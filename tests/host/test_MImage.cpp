@@ -9,20 +9,24 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
 namespace {
 
-// 4 x 3 pixels: the top row (written first) is (10, 200, 30, 128), the others (250, 5, 60, 255).
+// 4 x 3 pixels: the top row (written first) is kTop, the others kRest.
+const unsigned char kTop[4] = {10, 200, 30, 128}, kRest[4] = {250, 5, 60, 255};
+
+std::string tempPath(const std::string& name) {
+    return (std::filesystem::temp_directory_path() / ("kelno_mimage_" + name)).string();
+}
+
 bool writePicture(const std::string& path, int channels, OIIO::TypeDesc type) {
     const int w = 4, h = 3;
-    const unsigned char top[4] = {10, 200, 30, 128}, rest[4] = {250, 5, 60, 255};
     std::vector<float> pixels;
-    for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x)
-            for (int c = 0; c < channels; ++c)
-                pixels.push_back((y == 0 ? top[c] : rest[c]) / 255.0f);
+    for (int i = 0; i < w * h * channels; ++i)
+        pixels.push_back((i < w * channels ? kTop : kRest)[i % channels] / 255.0f);
     auto out = OIIO::ImageOutput::create(path);
     if (!out)
         return false;
@@ -46,53 +50,43 @@ TEST(MImage, ReadsImageFilesBottomRowFirst) {
                 {"rgba.tif", 4, OIIO::TypeDesc::UINT16, 4, 0}, {"rgba.exr", 4, OIIO::TypeDesc::HALF, 4, 1}};
     for (const Row& row : rows) {
         SCOPED_TRACE(row.file);
-        const std::string path =
-            (std::filesystem::temp_directory_path() / ("kelno_mimage_" + std::string(row.file))).string();
+        const std::string path = tempPath(row.file);
         ASSERT_TRUE(writePicture(path, row.channels, row.type));
         MImage image;
         ASSERT_TRUE(image.readFromFile(path.c_str()));
+        std::remove(path.c_str());
         unsigned int w = 0, h = 0;
         image.getSize(w, h);
-        EXPECT_EQ(w, 4u);
-        EXPECT_EQ(h, 3u);
+        EXPECT_TRUE(w == 4u && h == 3u) << w << " x " << h;
         EXPECT_EQ(image.pixelType(), MImage::kByte);
         ASSERT_EQ(image.depth(), row.depth);
         const unsigned char* p = image.pixels();
         ASSERT_NE(p, nullptr);
+        // The first stored row is the bottom of the picture, the last pixel is in the top row.
         // Grey files keep their first channel in R, G and B.
-        auto expect = [&](const unsigned char* px, const unsigned char* want) {
-            for (unsigned int c = 0; c < row.depth; ++c) {
-                const int expected = row.channels == 1 ? want[0] : want[c];
-                EXPECT_NEAR(px[c], expected, row.tolerance) << "channel " << c;
-            }
-        };
-        const unsigned char top[4] = {10, 200, 30, 128}, rest[4] = {250, 5, 60, 255};
-        expect(p, rest);                 // first stored row: the bottom of the picture
-        expect(p + 11 * row.depth, top); // last pixel: the top row
-        std::remove(path.c_str());
+        for (unsigned int c = 0; c < row.depth; ++c) {
+            const unsigned int from = row.channels == 1 ? 0 : c;
+            EXPECT_NEAR(p[c], kRest[from], row.tolerance) << "channel " << c;
+            EXPECT_NEAR(p[11 * row.depth + c], kTop[from], row.tolerance) << "channel " << c;
+        }
     }
 }
 
 TEST(MImage, FloatImagesHaveFourChannelsAndMissingFilesFail) {
-    const std::string path = (std::filesystem::temp_directory_path() / "kelno_mimage_rgb.exr").string();
+    const std::string path = tempPath("rgb.exr"), text = tempPath("text.png");
     ASSERT_TRUE(writePicture(path, 3, OIIO::TypeDesc::FLOAT));
     MImage image;
     ASSERT_TRUE(image.readFromFile(path.c_str(), MImage::kFloat));
+    std::remove(path.c_str());
     EXPECT_EQ(image.depth(), 16u) << "bytes per pixel";
     ASSERT_NE(image.floatPixels(), nullptr);
     EXPECT_EQ(image.pixels(), nullptr);
     EXPECT_FLOAT_EQ(image.floatPixels()[0], 250 / 255.0f);
     EXPECT_FLOAT_EQ(image.floatPixels()[3], 1.0f) << "opaque alpha added";
-    std::remove(path.c_str());
-
     EXPECT_FALSE(image.readFromFile("/no/such/picture.png"));
     EXPECT_EQ(image.depth(), 0u);
     EXPECT_EQ(image.pixels(), nullptr);
-    const std::string text = (std::filesystem::temp_directory_path() / "kelno_mimage_text.png").string();
-    FILE* f = std::fopen(text.c_str(), "w");
-    ASSERT_NE(f, nullptr);
-    std::fputs("not a picture", f);
-    std::fclose(f);
+    ASSERT_TRUE(std::ofstream(text) << "not a picture");
     EXPECT_FALSE(image.readFromFile(text.c_str()));
     std::remove(text.c_str());
 }

@@ -28,7 +28,7 @@ MMatrix compose(MTransformationMatrix::RotationOrder order, const double angles[
            axisRotation(axes[2], angles[axes[2]]);
 }
 
-TEST(MTransformationMatrix, EulerAnglesRoundTripInEveryOrder) {
+TEST(MTransformationMatrix, EulerAnglesRoundTripInEveryOrderWhateverTheScaleAndTranslation) {
     const double half = 1.5707963267948966;
     const double triples[][3] = {{0.3, -0.7, 1.1}, {-2.5, 0.4, 2.9}, {1.0, half, -0.4}, {0.2, -half, 0.9}};
     static const int kMiddle[6] = {1, 2, 0, 2, 0, 1};
@@ -38,37 +38,30 @@ TEST(MTransformationMatrix, EulerAnglesRoundTripInEveryOrder) {
             SCOPED_TRACE(testing::Message()
                          << "order " << o << " angles " << in[0] << " " << in[1] << " " << in[2]);
             // The same rotation in that order, whatever the angles that name it (gimbal lock too).
-            double angles[3] = {in[0], in[1], in[2]};
+            double angles[3] = {in[0], in[1], in[2]}, fromScaled[3];
             const MMatrix r = compose(order, angles);
             MTransformationMatrix::RotationOrder asked = order;
             ASSERT_EQ(MTransformationMatrix(r).getRotation(angles, asked), MS::kSuccess);
             EXPECT_EQ(asked, order);
             EXPECT_TRUE(compose(order, angles).isEquivalent(r, 1e-9)) << compose(order, angles) << r;
+            MMatrix scaled = r;
+            for (int c = 0; c < 3; ++c) {
+                scaled(0, c) *= 2.0;
+                scaled(2, c) *= 0.5;
+            }
+            scaled(3, 0) = 7.0;
+            ASSERT_TRUE(MTransformationMatrix(scaled).getRotation(fromScaled, asked));
             // Away from gimbal lock the decomposition is unique: the angles come back.
-            for (int k = 0; std::fabs(in[kMiddle[o - 1]]) < half - 0.1 && k < 3; ++k)
+            for (int k = 0; std::fabs(in[kMiddle[o - 1]]) < half - 0.1 && k < 3; ++k) {
                 EXPECT_NEAR(angles[k], in[k], 1e-12) << k;
+                EXPECT_NEAR(fromScaled[k], in[k], 1e-12) << k;
+            }
         }
     }
-}
-
-TEST(MTransformationMatrix, ScaleAndTranslationAreIgnoredAndBadOrdersFail) {
-    const double in[3] = {0.4, -0.2, 0.9};
-    MMatrix r = compose(MTransformationMatrix::kZXY, in);
-    for (int c = 0; c < 3; ++c) {
-        r(0, c) *= 2.0;
-        r(2, c) *= 0.5;
-    }
-    r(3, 0) = 7.0;
-    const MTransformationMatrix xform(r);
-    double angles[3];
-    MTransformationMatrix::RotationOrder order = MTransformationMatrix::kZXY;
-    ASSERT_TRUE(xform.getRotation(angles, order));
-    for (int k = 0; k < 3; ++k)
-        EXPECT_NEAR(angles[k], in[k], 1e-12);
     for (MTransformationMatrix::RotationOrder bad :
          {MTransformationMatrix::kInvalid, MTransformationMatrix::kLast}) {
         double untouched[3] = {5, 6, 7};
-        EXPECT_EQ(xform.getRotation(untouched, bad), MS::kInvalidParameter);
+        EXPECT_EQ(MTransformationMatrix().getRotation(untouched, bad), MS::kInvalidParameter);
         EXPECT_EQ(untouched[0], 5.0);
     }
 }

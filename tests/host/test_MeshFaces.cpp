@@ -7,7 +7,6 @@
 #include <maya/MFnMeshData.h>
 #include <maya/MIntArray.h>
 #include <maya/MPointArray.h>
-#include <maya/MStringArray.h>
 
 #include <gtest/gtest.h>
 
@@ -25,50 +24,39 @@ V3 cross(const V3& a, const V3& b) {
 double dot(const V3& a, const V3& b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
 V3 sub(const MPoint& a, const MPoint& b) { return {a.x - b.x, a.y - b.y, a.z - b.z}; }
 
-// Mesh data of the given points and faces.
-MObject meshData(const std::vector<MPoint>& corners, const std::vector<int>& counts,
-                 const std::vector<int>& connects) {
+// Mesh data of the given points and faces (one face of all the points when counts is empty).
+MObject meshData(const std::vector<MPoint>& corners, std::vector<int> counts = {},
+                 std::vector<int> connects = {}) {
+    if (counts.empty()) {
+        counts = {static_cast<int>(corners.size())};
+        for (size_t i = 0; i < corners.size(); ++i)
+            connects.push_back(static_cast<int>(i));
+    }
     MPointArray points;
     for (const MPoint& p : corners)
         points.append(p);
     MObject data = MFnMeshData().create();
-    MFnMesh fn;
     MStatus status;
-    fn.create(static_cast<int>(corners.size()), static_cast<int>(counts.size()), points,
-              MIntArray(counts.data(), static_cast<unsigned>(counts.size())),
-              MIntArray(connects.data(), static_cast<unsigned>(connects.size())), data, &status);
+    MFnMesh().create(static_cast<int>(corners.size()), static_cast<int>(counts.size()), points,
+                     MIntArray(counts.data(), static_cast<unsigned>(counts.size())),
+                     MIntArray(connects.data(), static_cast<unsigned>(connects.size())), data, &status);
     EXPECT_TRUE(status);
     return data;
 }
 
-std::vector<int> ints(const MIntArray& a) {
-    std::vector<int> out;
-    for (unsigned int i = 0; i < a.length(); ++i)
-        out.push_back(a[i]);
-    return out;
-}
+std::vector<int> ints(const MIntArray& a) { return std::vector<int>(&a[0], &a[0] + a.length()); }
 
-// One face; points given as (x, y) in the z = 0 plane unless z is given.
-MObject faceData(const std::vector<MPoint>& corners) {
-    std::vector<int> connects;
-    for (size_t i = 0; i < corners.size(); ++i)
-        connects.push_back(static_cast<int>(i));
-    return meshData(corners, {static_cast<int>(corners.size())}, connects);
-}
-
-// Checks that the triangles of a single planar face tile it: n - 2 of them, corners from the
-// face, every one wound like the face, and their areas adding up to the face's area.
-void expectTiling(const std::vector<MPoint>& corners) {
+// Checks that the triangles of a single face tile it: n - 2 of them, corners from the face and,
+// unless the face is degenerate, every one wound like the face and their areas adding up to the
+// face's area.
+void expectTiling(const std::vector<MPoint>& corners, bool degenerate = false) {
     SCOPED_TRACE(testing::Message() << corners.size() << " corners");
-    MObject data = faceData(corners);
-    MFnMesh fn(data);
     MIntArray counts, vertices;
-    ASSERT_TRUE(fn.getTriangles(counts, vertices));
+    ASSERT_TRUE(MFnMesh(meshData(corners)).getTriangles(counts, vertices));
     const int n = static_cast<int>(corners.size());
     ASSERT_EQ(counts.length(), 1u);
     ASSERT_EQ(counts[0], n - 2);
     ASSERT_EQ(vertices.length(), 3u * static_cast<unsigned int>(n - 2));
-
     V3 faceNormal{0, 0, 0};
     for (int i = 0; i < n; ++i) {
         V3 c = cross(V3{corners[i].x, corners[i].y, corners[i].z},
@@ -77,15 +65,19 @@ void expectTiling(const std::vector<MPoint>& corners) {
     }
     const double faceArea = 0.5 * std::sqrt(dot(faceNormal, faceNormal));
     double sum = 0.0;
-    for (unsigned int t = 0; t < static_cast<unsigned int>(counts[0]); ++t) {
+    for (int t = 0; t < n - 2; ++t) {
         int a = vertices[3 * t], b = vertices[3 * t + 1], c = vertices[3 * t + 2];
         ASSERT_TRUE(a >= 0 && a < n && b >= 0 && b < n && c >= 0 && c < n);
+        if (degenerate)
+            continue;
         EXPECT_TRUE(a != b && b != c && a != c) << "triangle " << t;
         V3 normal = cross(sub(corners[b], corners[a]), sub(corners[c], corners[a]));
         EXPECT_GT(dot(normal, faceNormal), 0.0) << "triangle " << t << " is flipped against its face";
         sum += 0.5 * std::sqrt(dot(normal, normal));
     }
-    EXPECT_NEAR(sum, faceArea, 1e-9 * (1.0 + faceArea)) << "triangles overlap or leave gaps";
+    if (!degenerate) {
+        EXPECT_NEAR(sum, faceArea, 1e-9 * (1.0 + faceArea)) << "triangles overlap or leave gaps";
+    }
 }
 
 class MeshFacesTest : public testing::Test {
@@ -115,7 +107,7 @@ TEST_F(MeshFacesTest, ConvexFacesBecomeTheFanOfTheirFirstCornerInMeshVertexIds) 
     }
 }
 
-TEST_F(MeshFacesTest, NonConvexFacesAreTiledWithoutFlippedTriangles) {
+TEST_F(MeshFacesTest, NonConvexAndDegenerateFacesAreTiledWithoutFlippedTriangles) {
     // An L whose fan from corner 0 would cross the notch.
     expectTiling({MPoint(0, 0), MPoint(2, 0), MPoint(2, 1), MPoint(1, 1), MPoint(1, 2), MPoint(0, 2)});
     expectTiling({MPoint(1, 1), MPoint(0, 2), MPoint(0, 0), MPoint(2, 0), MPoint(2, 2), MPoint(1, 2.5)});
@@ -135,22 +127,10 @@ TEST_F(MeshFacesTest, NonConvexFacesAreTiledWithoutFlippedTriangles) {
     expectTiling(comb);
     // Clockwise as seen from +z: the face's own winding is kept.
     expectTiling({MPoint(0, 2), MPoint(1, 2), MPoint(1, 1), MPoint(2, 1), MPoint(2, 0), MPoint(0, 0)});
-}
-
-TEST_F(MeshFacesTest, DegenerateFacesStillGiveOneTriangleFewerThanTwoPerCorner) {
-    for (const std::vector<MPoint>& face :
-         {std::vector<MPoint>{MPoint(0, 0), MPoint(1, 0), MPoint(2, 0), MPoint(3, 0)},
-          std::vector<MPoint>{MPoint(0, 0), MPoint(2, 2), MPoint(2, 0), MPoint(0, 2), MPoint(1, 3)},
-          std::vector<MPoint>{MPoint(1, 1), MPoint(1, 1), MPoint(1, 1), MPoint(1, 1), MPoint(1, 1)}}) {
-        MObject data = faceData(face);
-        MIntArray counts, vertices;
-        ASSERT_TRUE(MFnMesh(data).getTriangles(counts, vertices));
-        ASSERT_EQ(counts.length(), 1u);
-        EXPECT_EQ(counts[0], static_cast<int>(face.size()) - 2);
-        EXPECT_EQ(vertices.length(), 3u * (face.size() - 2));
-        for (unsigned int i = 0; i < vertices.length(); ++i)
-            EXPECT_TRUE(vertices[i] >= 0 && vertices[i] < static_cast<int>(face.size()));
-    }
+    // Collinear, self-crossing and collapsed faces still give n - 2 triangles of their corners.
+    expectTiling({MPoint(0, 0), MPoint(1, 0), MPoint(2, 0), MPoint(3, 0)}, true);
+    expectTiling({MPoint(0, 0), MPoint(2, 2), MPoint(2, 0), MPoint(0, 2), MPoint(1, 3)}, true);
+    expectTiling(std::vector<MPoint>(5, MPoint(1, 1)), true);
 }
 
 // Two quads sharing an edge, with a seam: four UVs on the left quad, four on the right one.
@@ -159,22 +139,28 @@ MObject twoQuads() {
                     {4, 4}, {0, 1, 4, 3, 1, 2, 5, 4});
 }
 
-TEST_F(MeshFacesTest, AssignedUVsAreReadBackPerFaceVertex) {
+TEST_F(MeshFacesTest, AssignedUVsAreReadBackPerFaceVertexAndBadAssignmentsChangeNothing) {
     MObject data = twoQuads();
     MFnMesh fn(data);
     const float u[] = {0, .5f, .5f, 0, .6f, 1, 1, .6f}, v[] = {0, 0, 1, 1, 0, 0, 1, 1};
     ASSERT_TRUE(fn.setUVs(MFloatArray(u, 8), MFloatArray(v, 8)));
     const int uvCounts[] = {4, 4}, uvIds[] = {0, 1, 2, 3, 4, 5, 6, 7};
     ASSERT_TRUE(fn.assignUVs(MIntArray(uvCounts, 2), MIntArray(uvIds, 8)));
-
+    const int threeCounts[] = {3, 4}, outOfRange[] = {0, 1, 2, 3, 4, 5, 6, 8};
+    EXPECT_EQ(fn.assignUVs(MIntArray(threeCounts, 2), MIntArray(uvIds, 7)), MS::kInvalidParameter);
+    EXPECT_EQ(fn.assignUVs(MIntArray(uvCounts, 2), MIntArray(outOfRange, 8)), MS::kInvalidParameter);
+    EXPECT_EQ(fn.assignUVs(MIntArray(uvCounts, 1), MIntArray(uvIds, 4)), MS::kInvalidParameter);
+    EXPECT_EQ(fn.assignUVs(MIntArray(uvCounts, 2), MIntArray(uvIds, 6)), MS::kInvalidParameter);
+    EXPECT_EQ(fn.setUVs(MFloatArray(u, 8), MFloatArray(v, 7)), MS::kInvalidParameter);
     int id = -1;
     ASSERT_TRUE(fn.getPolygonUVid(1, 0, id));
     EXPECT_EQ(id, 4) << "vertex 1 has UV 1 in face 0 and UV 4 in face 1 (a seam)";
     ASSERT_TRUE(fn.getPolygonUVid(0, 1, id));
     EXPECT_EQ(id, 1);
+    ASSERT_TRUE(fn.getPolygonUVid(1, 3, id));
+    EXPECT_EQ(id, 7);
     EXPECT_EQ(fn.getPolygonUVid(1, 4, id), MS::kInvalidParameter);
     EXPECT_EQ(fn.getPolygonUVid(2, 0, id), MS::kInvalidParameter);
-
     MFloatArray gotU, gotV;
     ASSERT_TRUE(fn.getUVs(gotU, gotV));
     ASSERT_EQ(gotU.length(), 8u);
@@ -182,10 +168,15 @@ TEST_F(MeshFacesTest, AssignedUVsAreReadBackPerFaceVertex) {
     MString map1("map1"), missing("nope");
     EXPECT_EQ(fn.getUVs(gotU, gotV, &missing), MS::kInvalidParameter);
     EXPECT_EQ(fn.numUVs(map1), 8);
-
+    // The UVs travel from inMesh to the shape's output.
+    MObject shape = Host::createNode("mesh", "seamShape");
+    ASSERT_TRUE(Host::plug("seamShape.inMesh").setValue(data));
+    ASSERT_TRUE(MFnMesh(shape).getPolygonUVid(1, 1, id));
+    EXPECT_EQ(id, 5);
+    EXPECT_EQ(MFnMesh(shape).currentUVSetName(), "map1");
     // A face without UVs; a set shrinks only through clearUVs, which also unassigns every face.
-    const int partialCounts[] = {0, 4}, partialIds[] = {4, 5, 6, 7};
-    ASSERT_TRUE(fn.assignUVs(MIntArray(partialCounts, 2), MIntArray(partialIds, 4)));
+    const int partialCounts[] = {0, 4};
+    ASSERT_TRUE(fn.assignUVs(MIntArray(partialCounts, 2), MIntArray(uvIds + 4, 4)));
     EXPECT_EQ(fn.getPolygonUVid(0, 0, id), MS::kFailure);
     EXPECT_EQ(fn.setUVs(MFloatArray(u, 6), MFloatArray(v, 6)), MS::kInvalidParameter);
     EXPECT_EQ(fn.numUVs(), 8);
@@ -198,25 +189,6 @@ TEST_F(MeshFacesTest, AssignedUVsAreReadBackPerFaceVertex) {
     EXPECT_EQ(counts[1], 0);
     EXPECT_EQ(ids.length(), 0u);
     ASSERT_TRUE(fn.setUVs(MFloatArray(u, 6), MFloatArray(v, 6)));
-}
-
-TEST_F(MeshFacesTest, BadUVAssignmentsAreRefusedAndChangeNothing) {
-    MObject data = twoQuads();
-    MFnMesh fn(data);
-    const float u[] = {0, 1, 1, 0}, v[] = {0, 0, 1, 1};
-    ASSERT_TRUE(fn.setUVs(MFloatArray(u, 4), MFloatArray(v, 4)));
-    const int counts[] = {4, 4}, ids[] = {0, 1, 2, 3, 0, 1, 2, 3};
-    ASSERT_TRUE(fn.assignUVs(MIntArray(counts, 2), MIntArray(ids, 8)));
-
-    const int threeCounts[] = {3, 4}, outOfRange[] = {0, 1, 2, 3, 0, 1, 2, 4};
-    EXPECT_EQ(fn.assignUVs(MIntArray(threeCounts, 2), MIntArray(ids, 7)), MS::kInvalidParameter);
-    EXPECT_EQ(fn.assignUVs(MIntArray(counts, 2), MIntArray(outOfRange, 8)), MS::kInvalidParameter);
-    EXPECT_EQ(fn.assignUVs(MIntArray(counts, 1), MIntArray(ids, 4)), MS::kInvalidParameter);
-    EXPECT_EQ(fn.assignUVs(MIntArray(counts, 2), MIntArray(ids, 6)), MS::kInvalidParameter);
-    EXPECT_EQ(fn.setUVs(MFloatArray(u, 4), MFloatArray(v, 3)), MS::kInvalidParameter);
-    int id = -1;
-    ASSERT_TRUE(fn.getPolygonUVid(1, 3, id));
-    EXPECT_EQ(id, 3);
 }
 
 TEST_F(MeshFacesTest, UVSetsAreNamedAndOneIsCurrent) {
@@ -238,22 +210,6 @@ TEST_F(MeshFacesTest, UVSetsAreNamedAndOneIsCurrent) {
     MString map1("map1"), paint("paint");
     EXPECT_EQ(fn.numUVs(paint), 1);
     EXPECT_EQ(fn.numUVs(map1), 0) << "NULL names the current set only";
-}
-
-TEST_F(MeshFacesTest, UVsTravelFromInMeshToTheShapesOutput) {
-    MObject data = twoQuads();
-    MFnMesh fn(data);
-    const float u[] = {0, 1, 1, 0}, v[] = {0, 0, 1, 1};
-    fn.setUVs(MFloatArray(u, 4), MFloatArray(v, 4));
-    const int counts[] = {4, 4}, ids[] = {0, 1, 2, 3, 3, 2, 1, 0};
-    ASSERT_TRUE(fn.assignUVs(MIntArray(counts, 2), MIntArray(ids, 8)));
-    MObject shape = Host::createNode("mesh", "seamShape");
-    ASSERT_TRUE(Host::plug("seamShape.inMesh").setValue(data));
-    MFnMesh read(shape);
-    int id = -1;
-    ASSERT_TRUE(read.getPolygonUVid(1, 1, id));
-    EXPECT_EQ(id, 2);
-    EXPECT_EQ(read.currentUVSetName(), "map1");
 }
 
 } // namespace

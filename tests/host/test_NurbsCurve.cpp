@@ -14,7 +14,6 @@ namespace {
 class NurbsCurveTest : public testing::Test {
   protected:
     void SetUp() override { Host::resetSession(); }
-    void TearDown() override { Host::resetSession(); }
 };
 
 MPointArray arc(int n) {
@@ -39,14 +38,13 @@ TEST_F(NurbsCurveTest, CurvesThroughEditPointsInObjectAndWorldSpace) {
     MDoubleArray knots;
     fn.getKnots(knots);
     EXPECT_EQ(knots.length(), 10u); // spans + 2 degree - 1
-    for (int i = 0; i < 6; ++i) {
+    for (unsigned int i = 0; i < 6; ++i) {
         MPoint p;
         fn.getPointAtParam(i, p);
-        EXPECT_LT(p.distanceTo(arc(6)[static_cast<unsigned int>(i)]), 1e-9) << i;
+        EXPECT_LT(p.distanceTo(arc(6)[i]), 1e-9) << i;
     }
     const double length = fn.length();
     EXPECT_GT(length, 1.5);
-
     MFnDependencyNode(transform).findPlug("translateX").setValue(10.0);
     MPoint objectCV, worldCV;
     fn.getCV(0, objectCV);
@@ -55,7 +53,6 @@ TEST_F(NurbsCurveTest, CurvesThroughEditPointsInObjectAndWorldSpace) {
     EXPECT_NEAR(fn.distanceToPoint(objectCV), 0.0, 1e-9);
     EXPECT_NEAR(fn.distanceToPoint(worldCV, MSpace::kWorld), 0.0, 1e-9);
     EXPECT_GT(fn.distanceToPoint(worldCV), 8.0);
-
     ASSERT_TRUE(fn.reverse());
     ASSERT_TRUE(fn.updateCurve());
     MPoint last;
@@ -83,6 +80,5 @@ TEST_F(NurbsCurveTest, RefusedCurvesMakeNoNode) {
                         .isNull());
         EXPECT_EQ(st, MS::kInvalidParameter);
     }
-    EXPECT_TRUE(Host::nodesOfType("nurbsCurve").empty());
-    EXPECT_TRUE(Host::nodesOfType("transform").empty());
+    EXPECT_TRUE(Host::nodesOfType("nurbsCurve").empty() && Host::nodesOfType("transform").empty());
 }

@@ -10,13 +10,10 @@
 #include <maya/MFnDagNode.h>
 #include <maya/MFnDependencyNode.h>
 #include <maya/MFnEnumAttribute.h>
-#include <maya/MFnMatrixAttribute.h>
 #include <maya/MFnMesh.h>
 #include <maya/MFnMeshData.h>
 #include <maya/MFnNumericAttribute.h>
-#include <maya/MFnTypedAttribute.h>
 #include <maya/MFnUnitAttribute.h>
-#include <maya/MGlobal.h>
 #include <maya/MIntArray.h>
 #include <maya/MPlug.h>
 #include <maya/MPlugArray.h>
@@ -60,9 +57,8 @@ class TAdder : public MPxNode {
         for (MObject* attr : {&a, &b, &colour, &time, &mode, &out})
             if (!addAttribute(*attr))
                 return MS::kFailure;
-        attributeAffects(a, out);
-        attributeAffects(b, out);
-        attributeAffects(time, out);
+        for (MObject* in : {&a, &b, &time})
+            attributeAffects(*in, out);
         return MS::kSuccess;
     }
     void postConstructor() override { MFnDependencyNode(thisMObject()).setName("TAdder#"); }
@@ -162,16 +158,11 @@ TEST_F(SceneTest, AttributesAreRecordedAndNodesRenamedByPostConstructor) {
     EXPECT_TRUE(a.hasSoftMax() && !a.hasMax());
     EXPECT_TRUE(a.getDefault(v) && v == 1.5);
     EXPECT_FALSE(MFnNumericAttribute(TAdder::b).isStorable());
-    EXPECT_TRUE(MFnNumericAttribute(TAdder::colour).isUsedAsColor());
     EXPECT_EQ(MFnAttribute(MFnNumericAttribute(TAdder::colour).child(2)).name(), "colourB");
     EXPECT_EQ(MFnEnumAttribute(TAdder::mode).fieldIndex("off"), 0);
     MStatus st;
     MFnEnumAttribute wrong(TAdder::a, &st);
     EXPECT_EQ(st, MS::kInvalidParameter) << "a function set does not attach to the wrong kind";
-    MFnNumericAttribute num;
-    EXPECT_FALSE(MPxNode::addAttribute(num.create("loose", "loose", MFnNumericData::kInt)))
-        << "only inside initialize";
-
     MObject n1 = Host::createNode("TAdder");
     Host::createNode("TAdder");
     EXPECT_EQ(MFnDependencyNode(n1).name(), "TAdder1");
@@ -193,7 +184,6 @@ TEST_F(SceneTest, PullEvaluationComputesUntilComputeCleans) {
     EXPECT_EQ(TAdder::computes, 1) << "setting an input only dirties";
     EXPECT_DOUBLE_EQ(out.asDouble(), 11.5);
     EXPECT_EQ(TAdder::computes, 2);
-
     // A compute that does not clean its plug leaves it dirty: every request computes again.
     TAdder::cleans = false;
     Host::plug("TAdder1.b").setValue(1);
@@ -214,7 +204,6 @@ TEST_F(SceneTest, ConnectionsAndTimePullUpstreamAndPropagateDirt) {
     Host::setCurrentTime(MTime(1.0, MTime::kSeconds));
     EXPECT_DOUBLE_EQ(out2.asDouble(), 27.5 + 2.0) << "24 frames at the film unit";
     EXPECT_EQ(TAdder::computes, 4);
-
     MPlugArray sources;
     EXPECT_TRUE(Host::plug("TAdder2.a").connectedTo(sources, true, false));
     ASSERT_EQ(sources.length(), 1u);
@@ -236,7 +225,7 @@ TEST_F(SceneTest, ArrayElementsAreConnectedSetAndVisitedByLogicalIndex) {
     EXPECT_DOUBLE_EQ(total.asDouble(), 11.5) << "an upstream change reaches the element";
 }
 
-TEST_F(SceneTest, ExtendToShapeSkipsIntermediateObjects) {
+TEST_F(SceneTest, ExtendToShapeSkipsIntermediateObjectsReparentingMovesAndDeletionTakesChildren) {
     MObject group = Host::createNode("transform", "group");
     MObject xform = Host::createNode("transform", "body", group);
     MObject orig = Host::createNode("mesh", "bodyShapeOrig", xform);
@@ -246,27 +235,33 @@ TEST_F(SceneTest, ExtendToShapeSkipsIntermediateObjects) {
     ASSERT_TRUE(MDagPath::getAPathTo(xform, path));
     EXPECT_FALSE(path.extendToShape()) << "two shapes, neither intermediate";
     EXPECT_EQ(path.node(), xform);
-
     ASSERT_TRUE(MFnDagNode(orig).setIntermediateObject(true));
     EXPECT_TRUE(MFnDagNode(orig).isIntermediateObject());
     ASSERT_TRUE(path.extendToShape());
     EXPECT_EQ(path.node(), shape);
     EXPECT_EQ(path.transform(), xform);
     ASSERT_TRUE(path.extendToShape()) << "a path to a shape stays";
-
     MFnDagNode(shape).setIntermediateObject(true);
     MDagPath::getAPathTo(xform, path);
     EXPECT_FALSE(path.extendToShape()) << "only intermediate shapes";
     MDagPath::getAPathTo(group, path);
     EXPECT_FALSE(path.extendToShape()) << "no shape directly below";
+    MObject other = Host::createNode("transform", "other");
+    ASSERT_TRUE(MFnDagNode(other).addChild(shape));
+    EXPECT_EQ(MFnDagNode(shape).fullPathName(), "|other|bodyShape");
+    EXPECT_EQ(MFnDagNode(xform).childCount(), 1u);
+    EXPECT_FALSE(MFnDagNode(shape).addChild(group)) << "a shape has no children";
+    ASSERT_TRUE(Host::deleteNode(group));
+    EXPECT_TRUE(orig.isNull() && xform.isNull());
+    EXPECT_TRUE(Host::findNode("bodyShapeOrig").isNull());
+    EXPECT_FALSE(shape.isNull()) << "moved away before";
+    EXPECT_FALSE(Host::deleteNode(Host::findNode("time1"))) << "time1 stays";
 }
 
 TEST_F(SceneTest, MeshCreateFillsDataOrMakesAShape) {
     MPointArray points;
-    points.append(1, 0, 0);
-    points.append(0, 1, 0);
-    points.append(0, 0, 1);
-    points.append(1, 1, 1);
+    for (const MPoint& p : {MPoint(1, 0, 0), MPoint(0, 1, 0), MPoint(0, 0, 1), MPoint(1, 1, 1)})
+        points.append(p);
     const MIntArray counts(std::vector<int>{4}.data(), 1), connects(std::vector<int>{0, 1, 2, 3}.data(), 4);
     MStatus st;
     MObject data = MFnMeshData().create();
@@ -275,19 +270,16 @@ TEST_F(SceneTest, MeshCreateFillsDataOrMakesAShape) {
     MObject quad = Host::createNode("mesh", "quadShape");
     ASSERT_TRUE(Host::plug("quadShape.inMesh").setValue(data));
     EXPECT_EQ(MFnMesh(quad).numEdges(), 4);
-
-    // No parent: a transform and a shape, the transform returned.
+    // No parent: a transform and a shape, the transform returned (the paths of the shapes made
+    // so are checked by the selection tests).
     MObject transform = MFnMesh().create(4, 1, points, counts, connects, MObject::kNullObj, &st);
-    ASSERT_TRUE(transform.hasFn(MFn::kTransform));
     MObject shape = MFnDagNode(transform).child(0);
-    ASSERT_TRUE(shape.hasFn(MFn::kMesh));
     // A transform parent: the new shape under it is returned.
     MObject second = MFnMesh().create(4, 1, points, counts, connects, transform, &st);
     ASSERT_TRUE(st);
     EXPECT_TRUE(second.hasFn(MFn::kMesh));
     EXPECT_EQ(MFnDagNode(second).parent(0), transform);
     EXPECT_EQ(MFnDagNode(transform).childCount(), 2u);
-
     const std::string name = MFnDependencyNode(transform).name().asChar();
     Host::plug(name + ".translateX").setValue(10.0);
     Host::plug(name + ".scaleY").setValue(3.0);
@@ -309,12 +301,10 @@ TEST_F(SceneTest, ModifiersConnectRenameCreateAndUndo) {
     MStatus st;
     MObject made = mod.createNode("TSum", &st);
     ASSERT_TRUE(st);
-    mod.commandToExecute("select -r sum");
     EXPECT_FALSE(Host::plug("TAdder2.a").isConnected()) << "nothing happens before doIt";
     ASSERT_TRUE(mod.doIt());
     EXPECT_TRUE(Host::plug("sum.a").isDestination());
     EXPECT_FALSE(made.isNull());
-    EXPECT_EQ(Host::executedCommands(), std::vector<std::string>{"select -r sum"});
     ASSERT_TRUE(mod.undoIt());
     EXPECT_FALSE(Host::plug("TAdder2.a").isConnected());
     EXPECT_TRUE(made.isNull());
@@ -323,7 +313,7 @@ TEST_F(SceneTest, ModifiersConnectRenameCreateAndUndo) {
     EXPECT_FALSE(st) << "DAG nodes need a DAG modifier";
 }
 
-TEST_F(SceneTest, CompoundChildrenAreReadWrittenNamedAndConnected) {
+TEST_F(SceneTest, CompoundChildrenAreReadWrittenNamedAndConnectedAndBadConnectionsRefused) {
     Host::createNode("TDoubler", "first");
     Host::createNode("TDoubler", "second");
     MPlug in3 = Host::plug("first.in3");
@@ -337,42 +327,22 @@ TEST_F(SceneTest, CompoundChildrenAreReadWrittenNamedAndConnected) {
     MStatus st;
     out3.asDouble(&st);
     EXPECT_FALSE(st) << "a parent plug has no single number";
-
     ASSERT_TRUE(Host::connect("first.out3Y", "second.in30"));
     EXPECT_DOUBLE_EQ(Host::plug("second.out3X").asDouble(), 16.0);
     EXPECT_DOUBLE_EQ(Host::plug("second.out3Y").asDouble(), 2.0);
-}
-
-TEST_F(SceneTest, ReparentingChangesPathsAndDeletionTakesChildren) {
-    MObject a = Host::createNode("transform", "a");
-    MObject b = Host::createNode("transform", "b");
-    MObject shape = Host::createNode("mesh", "leafShape", a);
-    MFnDagNode fb(b);
-    ASSERT_TRUE(fb.addChild(shape));
-    EXPECT_EQ(MFnDagNode(shape).fullPathName(), "|b|leafShape");
-    EXPECT_EQ(MFnDagNode(a).childCount(), 0u);
-    EXPECT_FALSE(MFnDagNode(shape).addChild(a)) << "a shape has no children";
-    ASSERT_TRUE(Host::deleteNode(b));
-    EXPECT_TRUE(shape.isNull());
-    EXPECT_TRUE(Host::findNode("leafShape").isNull());
-    EXPECT_FALSE(Host::deleteNode(Host::findNode("time1"))) << "time1 stays";
-}
-
-TEST_F(SceneTest, ConnectionsOfANodeAndRefusedConnections) {
-    Host::createNode("TDoubler", "p");
-    Host::createNode("TDoubler", "q");
-    ASSERT_TRUE(Host::connect("p.out3", "q.in3"));
+    Host::createNode("TDoubler", "third");
+    ASSERT_TRUE(Host::connect("second.out3", "third.in3"));
     MPlugArray plugs;
-    ASSERT_TRUE(MFnDependencyNode(Host::findNode("q")).getConnections(plugs));
+    ASSERT_TRUE(MFnDependencyNode(Host::findNode("third")).getConnections(plugs));
     ASSERT_EQ(plugs.length(), 1u);
-    EXPECT_EQ(plugs[0].name(), "q.in3");
-    EXPECT_FALSE(Host::connect("p.nothing", "q.in3"));
-    EXPECT_FALSE(Host::connect("p.out3", "nobody.in3"));
-    EXPECT_FALSE(Host::connect("p.out3", "q.in30")) << "a compound into a single number";
+    EXPECT_EQ(plugs[0].name(), "third.in3");
+    EXPECT_FALSE(Host::connect("first.nothing", "second.in31"));
+    EXPECT_FALSE(Host::connect("first.out3", "nobody.in3"));
+    EXPECT_FALSE(Host::connect("first.out3", "second.in31")) << "a compound into a single number";
     Host::createNode("mesh", "meshShape");
-    EXPECT_FALSE(Host::connect("meshShape.outMesh", "q.in30")) << "a mesh into a number";
+    EXPECT_FALSE(Host::connect("meshShape.outMesh", "second.in31")) << "a mesh into a number";
     MFnNumericAttribute(TDoubler::in3).setConnectable(false);
-    EXPECT_FALSE(Host::connect("q.out3", "p.in3"));
+    EXPECT_FALSE(Host::connect("second.out3", "first.in3"));
     MFnNumericAttribute(TDoubler::in3).setConnectable(true);
 }
 
