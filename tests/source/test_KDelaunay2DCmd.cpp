@@ -37,7 +37,7 @@ class Delaunay2DCmdTest : public KelnoTest::PluginTest {
     }
     static Made runPoints(const std::string& points) { return run({"-pts", points}); }
 
-    // Each face as its vertex positions (x y z), rotated to start at its smallest vertex index.
+    // Each face as its vertex indices, rotated to start at the smallest.
     static std::set<std::vector<int>> faces(const MObject& shape) {
         MFnMesh fn(shape);
         std::set<std::vector<int>> out;

@@ -1,8 +1,7 @@
-// The environment sphere and the Viewport 2.0 bridge, drawn for real: frames rendered by the host
-// stand-in into an offscreen buffer on Mesa (EGL, no window), through both viewports. The node
-// and the bridge are compiled into this test and registered by an in-process plug-in, so that the
-// texture and the style the bridge hands over can be inspected; the last test loads the plug-in
-// module itself.
+// The environment sphere and the Viewport 2.0 bridge drawn in offscreen frames of the host stand-in
+// (EGL on Mesa), through both viewports. Node and bridge are compiled in and registered by an
+// in-process plug-in, so that the texture and the style handed over can be inspected; the last
+// test loads the plug-in module itself.
 #include "KDrawOverride.h"
 #include "KEnvSphere.h"
 
@@ -20,6 +19,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -30,10 +30,9 @@ const int kSize = 32;
 
 // A locator that records what the bridge hands to it, and disturbs the GL state it was given.
 struct StyleProbe : MPxLocatorNode {
-    static int lastStyle;
-    static int draws;
-    static double modelView[16], projection[16];
-    static MString classification, registrant;
+    static inline int lastStyle = -1, draws = 0;
+    static inline double modelView[16], projection[16];
+    static inline MString classification{"drawdb/geometry/StyleProbe"}, registrant{"StyleProbeNodePlugin"};
     static void* creator() { return new StyleProbe; }
     static MStatus initialize() { return MS::kSuccess; }
     void draw(int style) {
@@ -49,15 +48,10 @@ struct StyleProbe : MPxLocatorNode {
     }
     MBoundingBox boundingBox() const override { return MBoundingBox(MPoint(-2, -3, -4), MPoint(2, 3, 4)); }
 };
-int StyleProbe::lastStyle = -1;
-int StyleProbe::draws = 0;
-double StyleProbe::modelView[16], StyleProbe::projection[16];
-MString StyleProbe::classification("drawdb/geometry/StyleProbe");
-MString StyleProbe::registrant("StyleProbeNodePlugin");
 
 // A stand-in for the host's file texture node: a string output to feed the sphere's "file".
 struct FileNode : MPxNode {
-    static MObject fileTextureName;
+    static inline MObject fileTextureName;
     static void* creator() { return new FileNode; }
     static MStatus initialize() {
         MFnTypedAttribute fn;
@@ -65,7 +59,6 @@ struct FileNode : MPxNode {
         return addAttribute(fileTextureName);
     }
 };
-MObject FileNode::fileTextureName;
 
 class EnvSphereTest : public testing::Test {
   protected:
@@ -128,10 +121,8 @@ class EnvSphereTest : public testing::Test {
 };
 
 bool blank(const Host::Frame& f) {
-    for (unsigned char b : f.rgba)
-        if (b != 0)
-            return false;
-    return !f.rgba.empty();
+    return !f.rgba.empty() &&
+           std::all_of(f.rgba.begin(), f.rgba.end(), [](unsigned char b) { return b == 0; });
 }
 
 // The centre of the frame sees the sphere's near side (red, the texture's middle columns) over
@@ -267,7 +258,6 @@ TEST_F(EnvSphereTest, TextureReloadsWhenFileOrOpacityChangeAndBakesTheLastDrawnO
     EXPECT_EQ(bytes[3], 255);
     EXPECT_EQ(bytes[2], 255) << "bottom-left texel blue";
     EXPECT_EQ(bytes[4 * 3], 255) << "fourth texel red";
-
     // A new opacity reloads, but with the opacity the last draw read.
     Host::plug(name + ".opacity").setValue(0.5f);
     load();
@@ -276,7 +266,6 @@ TEST_F(EnvSphereTest, TextureReloadsWhenFileOrOpacityChangeAndBakesTheLastDrawnO
     Host::plug(name + ".opacity").setValue(0.5f);
     load();
     EXPECT_EQ(textureBytes()[3], 127);
-
     // An RGB image: its bytes taken four at a time, every fourth one the alpha, the rest zero.
     Host::plug(name + ".file").setValue(MString((kSamples + "bands_rgb.png").c_str()));
     load();
@@ -290,7 +279,6 @@ TEST_F(EnvSphereTest, TextureReloadsWhenFileOrOpacityChangeAndBakesTheLastDrawnO
     for (size_t i = 3; i < 96; i += 4)
         expected[i] = 127;
     EXPECT_EQ(textureBytes(), expected);
-
     // A file that cannot be read leaves no texture; the sphere is still drawn, plain.
     Host::plug(name + ".file").setValue(MString((kSamples + "missing.png").c_str()));
     load();
@@ -329,8 +317,7 @@ TEST_F(EnvSphereTest, RefreshesAConnectedFileNodesSwatchOnce) {
     sphere("");
     frame();
     EXPECT_TRUE(Host::executedCommands().empty()) << "nothing connected yet";
-    MObject fileNode = Host::createNode("file", "file1");
-    ASSERT_FALSE(fileNode.isNull());
+    Host::createNode("file", "file1");
     ASSERT_TRUE(Host::connect("file1.fileTextureName", name + ".file"));
     frame();
     frame(Host::FrameRequest{});
@@ -343,10 +330,8 @@ TEST_F(EnvSphereTest, TheModulesOwnOverrideDrawsTheSphereAndIsRemovedOnUnload) {
     Host::createCamera("persp", MPoint(0, 0, 5), MPoint(0, 0, 0));
     // (The order of registration and deregistration is checked in test_pluginMain.)
     ASSERT_TRUE(Host::loadPlugin(KELNO_PLUGIN_PATH));
-    MObject node = Host::createNode("KEnvSphere");
-    Host::plug(Kelno::MObjectToNodeName(node).asChar() + std::string(".file"))
-        .setValue(MString((kSamples + "bands_rgba.png").c_str()));
-    Host::plug(Kelno::MObjectToNodeName(node).asChar() + std::string(".output")).asBool();
+    MObject node = sphere(kSamples + "bands_rgba.png");
+    load();
     EXPECT_FALSE(blank(frame())) << "drawn by the module's override";
     EXPECT_FALSE(Host::unloadPlugin("Kelno")) << "its node is in the scene";
     ASSERT_TRUE(Host::deleteNode(node));

@@ -103,7 +103,6 @@ TEST_F(KMeshClipperTest, ModesAndViceVersa) {
         EXPECT_EQ(Host::dataBlock(clipper).isClean(Host::plug(name + ".outMesh")), c.clean)
             << "only the None path cleans outMesh";
     }
-
     // The cube clipped by the grid's box: the flat box holds no cube corner (they lie at
     // z = +-0.1), although the box passes through the cube, so Inside keeps all six faces.
     ASSERT_TRUE(Host::plug(name + ".deleteMode").setValue(static_cast<short>(1)));

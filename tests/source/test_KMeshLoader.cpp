@@ -1,5 +1,5 @@
-// KMeshLoader end to end in the host stand-in: the plug-in is loaded, a loader is driven by
-// time1.outTime and feeds a mesh shape, and the shape is read back frame by frame.
+// KMeshLoader in the host stand-in, driven by time1.outTime and feeding a mesh shape that is
+// read back frame by frame.
 #include "support/KPluginFixture.h"
 
 #include <host/Host.h>
@@ -19,7 +19,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <string>
@@ -64,7 +63,6 @@ class KMeshLoaderTest : public KelnoTest::PluginTest {
     }
     void setFrame(double frame) { Host::setCurrentTime(MTime(frame, MTime::uiUnit())); }
     int vertices() { return MFnMesh(shape).numVertices(); }
-    int polygons() { return MFnMesh(shape).numPolygons(); }
     std::vector<std::string> errors() { return Host::messages(Host::MessageKind::Error); }
 
     static std::string folder;
@@ -100,7 +98,6 @@ TEST_F(KMeshLoaderTest, ComputesOnlyOutMeshAndCleansIt) {
                   MS::kUnknownParameter)
             << attr;
     EXPECT_TRUE(Host::messages().empty()) << "no file is read for them";
-
     // A plug left dirty would be computed (and the file read) on every request, and a later
     // time change would not reach the shape.
     MPlug out = Host::plug("KMeshLoader1.outMesh");
@@ -139,12 +136,10 @@ TEST_F(KMeshLoaderTest, TimeUnitsOffsetsAndMissingFiles) {
     ASSERT_TRUE(Host::plug("KMeshLoader1.frameOffset").setValue(1));
     EXPECT_EQ(vertices(), 4) << "a new offset re-reads";
     EXPECT_TRUE(errors().empty());
-
     setFrame(6); // frame 7 does not exist: an empty mesh, not no mesh
     EXPECT_EQ(vertices(), 0);
     EXPECT_EQ(errors(), std::vector<std::string>{"Failed to open the file: " + folder + "/seq_0007.obj"});
     EXPECT_TRUE(Host::plug("KMeshLoader1.outMesh").asMObject().hasFn(MFn::kMeshData));
-
     Host::clearMessages();
     setPath(folder.substr(0, folder.rfind('/')) + "/mesh.obj");
     EXPECT_EQ(vertices(), 0);

@@ -77,13 +77,13 @@ TEST_F(KMeshXFormBinderTest, FollowsTheMovingMesh) {
     EXPECT_EQ(storedBinding().vertex, expected.vertex);
     for (int k = 0; k < 3; ++k)
         EXPECT_NEAR(std::fabs(t[k]) + std::fabs(r[k]), 0.0, 1e-6);
-
     const double axis[3] = {0.48, 0.6, 0.64};
     const double move[3] = {1.5, -0.5, 2.0};
     const KelnoTest::RigidMotion motion(axis, 0.9, move);
     KelnoTest::setShape(shape, KelnoTest::polygons(motion.apply(rest)));
     double moved[3];
     motion.apply(p, moved);
+    const MMatrix qm(motion.r.m);
     for (short order = 0; order < 6; ++order) {
         SCOPED_TRACE(order);
         ASSERT_TRUE(Host::plug(kNode + ".rotationOrder").setValue(order));
@@ -91,7 +91,6 @@ TEST_F(KMeshXFormBinderTest, FollowsTheMovingMesh) {
         for (int k = 0; k < 3; ++k)
             EXPECT_NEAR(t[k], moved[k] - p[k], 2e-5);
         // The angles are the host's decomposition of the motion's rotation in that order.
-        const MMatrix qm(motion.r.m);
         auto hostOrder =
             static_cast<MTransformationMatrix::RotationOrder>(MTransformationMatrix::kXYZ + order);
         double angles[3];
@@ -109,13 +108,11 @@ TEST_F(KMeshXFormBinderTest, PositionChangesAndRebinding) {
     double t[3], r[3];
     outputs(t, r);
     const Kelno::KMeshBinding first = storedBinding();
-
     const double zAxis[3] = {0, 0, 1}, lift[3] = {0, 0, 1};
     const Kelno::KTriMesh lifted = KelnoTest::RigidMotion(zAxis, 0.0, lift).apply(rest);
     KelnoTest::setShape(shape, KelnoTest::polygons(lifted));
     outputs(t, r);
     EXPECT_NEAR(t[2], 1.0, 1e-6);
-
     setPosition(q);
     outputs(t, r);
     EXPECT_NEAR(t[2], 1.0, 1e-6) << "no evaluation for inPosition";
@@ -126,7 +123,6 @@ TEST_F(KMeshXFormBinderTest, PositionChangesAndRebinding) {
     EXPECT_NEAR(t[0], p.x - q.x, 1e-5);
     EXPECT_NEAR(t[1], p.y - q.y, 1e-5);
     EXPECT_NEAR(t[2], p.z + 1.0 - q.z, 1e-5);
-
     ASSERT_TRUE(Host::plug(kNode + ".closestTriangle").setValue(-1));
     ASSERT_TRUE(Host::plug(kNode + ".rotationOrder").setValue(static_cast<short>(0)));
     outputs(t, r);
@@ -154,7 +150,6 @@ TEST_F(KMeshXFormBinderTest, NewTopologyMissingMeshAndOtherPlugs) {
     EXPECT_LT(storedBinding().vertex, cube.vertexCount());
     for (int k = 0; k < 3; ++k)
         EXPECT_NEAR(t[k], 0.0, 1e-6) << "bound anew to the cube";
-
     ASSERT_TRUE(Host::disconnect(shape + ".outMesh", kNode + ".inMesh"));
     Host::deleteNode(node);
     node = Host::createNode("KMeshXFormBinder");

@@ -63,7 +63,6 @@ TEST_F(TreeSkeletonGenTest, ChainsMatchTheCoreAndEmptyInputFails) {
     const MBoundingBox box = user->boundingBox();
     EXPECT_NEAR(box.max().y, 10.0, 1e-6);
     EXPECT_NEAR(box.min().x, -1.0, 1e-6);
-
     // Changing the step recomputes; disconnecting removes the elements (delete on disconnect).
     Host::plug(node + ".dist").setValue(0.8f);
     Host::plug(node + ".output").asFloat();
@@ -107,12 +106,10 @@ TEST_F(TreeSkeletonGenTest, CommandMakesCurvesAndWritesTheHierarchy) {
     // A branch that droops from the trunk: its march starts at the tip, so its curve is reversed.
     meshes.push_back(makeTube({-0.3f, 6, 0}, {-4, 3, 0}, 0.2f));
     const std::string node = skeletonNode(meshes, 50, 0.4f);
-
     const Host::CommandResult r = Host::runCommand("KTreeSkeletonGenCmd", {"-nodeName", node});
     ASSERT_TRUE(r.status);
     ASSERT_EQ(r.strings.size(), meshes.size());
     const std::vector<Kelno::KVectorArray>& chains = *skeletonUser(node)->getSkeletons();
-
     // The same hierarchy as the core computes from the chains.
     std::vector<Kelno::KNurbsCurve> curves(chains.size());
     for (std::size_t i = 0; i < chains.size(); ++i) {
@@ -126,7 +123,6 @@ TEST_F(TreeSkeletonGenTest, CommandMakesCurvesAndWritesTheHierarchy) {
     EXPECT_EQ(intArray(node + ".parentCurves"), h.parentCurves);
     EXPECT_EQ(intArray(node + ".parentCVs"), h.parentCVs);
     EXPECT_EQ(intArray(node + ".curveNumCVs"), h.curveNumCVs);
-
     // The drooping branch's curve now starts at the trunk; the others start where they were.
     for (std::size_t i = 0; i < chains.size(); ++i) {
         MFnNurbsCurve fn(Host::findNode(r.strings[i]));

@@ -24,7 +24,6 @@ class TreeSkeletonDrawTest : public testing::Test {
     void SetUp() override {
         Host::resetSession();
         registerSkeletonPlugin();
-        // Looks at (0, 5, 0) from 12 units away along +Z.
         Host::createCamera("persp", MPoint(0, 5, 12), MPoint(0, 5, 0));
     }
     void TearDown() override {

@@ -1,6 +1,6 @@
-// KExportUVs, KImportUVs and KTransferUVs in the host stand-in, with the plug-in loaded: the
-// exact files written, round trips through files and between sets and meshes, every failure
-// message, and damaged or misfitting files that leave the mesh as it was.
+// KExportUVs, KImportUVs and KTransferUVs in the host stand-in: the exact files written, round
+// trips through files and between sets and meshes, every failure message, and damaged or
+// misfitting files that leave the mesh as it was.
 #include <kelno/KUVFile.h>
 
 #include <host/Host.h>
@@ -32,12 +32,10 @@ using Kelno::KUVLayout;
 const int kCounts[] = {4, 3, 5};
 const int kConnects[] = {0, 1, 2, 3, 1, 4, 2, 4, 5, 6, 7, 2};
 KUVLayout sampleUVs() {
-    KUVLayout l;
-    l.uvCounts = {4, 0, 5};
-    l.uvIds = {0, 1, 2, 3, 1, 4, 5, 6, 2};
-    l.u = {0.0f, 0.5f, 0.5f, 0.0f, 1.0f, 1.0f, 0.75f};
-    l.v = {0.0f, 0.0f, 1.0f, 1.0f, 0.0f, 0.5f, 1.0f};
-    return l;
+    return {{4, 0, 5},
+            {0, 1, 2, 3, 1, 4, 5, 6, 2},
+            {0.0f, 0.5f, 0.5f, 0.0f, 1.0f, 1.0f, 0.75f},
+            {0.0f, 0.0f, 1.0f, 1.0f, 0.0f, 0.5f, 1.0f}};
 }
 
 using KelnoTest::readBytes;
@@ -84,11 +82,7 @@ class UVCommandsTest : public KelnoTest::PluginTest {
         makeMesh(name, {std::begin(kCounts), std::end(kCounts)}, {std::begin(kConnects), std::end(kConnects)},
                  8, withUVs ? &uvs : nullptr);
     }
-    static MFnMesh mesh(const std::string& name) {
-        MDagPath path;
-        MDagPath::getAPathTo(Host::findNode(name + "Shape"), path);
-        return MFnMesh(path);
-    }
+    static MFnMesh mesh(const std::string& name) { return MFnMesh(Host::findNode(name + "Shape")); }
     static void setUVs(const std::string& name, const std::string& set, const KUVLayout& uvs) {
         MFnMesh fn = mesh(name);
         MString setName(set.c_str());
@@ -102,17 +96,14 @@ class UVCommandsTest : public KelnoTest::PluginTest {
         MString setName(set.c_str());
         MIntArray counts, ids;
         MFloatArray u, v;
-        SetState s;
         if (!fn.getAssignedUVs(counts, ids, &setName) || !fn.getUVs(u, v, &setName))
-            return s;
-        for (unsigned i = 0; i < counts.length(); ++i)
-            s.counts.push_back(counts[i]);
-        for (unsigned i = 0; i < ids.length(); ++i)
-            s.ids.push_back(ids[i]);
-        for (unsigned i = 0; i < u.length(); ++i) {
-            s.u.push_back(u[i]);
-            s.v.push_back(v[i]);
-        }
+            return {};
+        SetState s{std::vector<int>(counts.length()), std::vector<int>(ids.length()),
+                   std::vector<float>(u.length()), std::vector<float>(v.length())};
+        counts.get(s.counts.data());
+        ids.get(s.ids.data());
+        u.get(s.u.data());
+        v.get(s.v.data());
         return s;
     }
     static SetState stateOf(const KUVLayout& l) {
@@ -153,24 +144,14 @@ TEST_F(UVCommandsTest, ExportWritesTheExactFile) {
     ASSERT_TRUE(exportUVs("uvMesh", "map1", file)) << (errors.empty() ? "" : errors[0]);
     EXPECT_TRUE(errors.empty());
     EXPECT_EQ(readBytes(file), Kelno::EncodeUVFile(sampleUVs()));
-
     // By shape name too; an empty set gives the face count, that many zeros, then 0 and 0.
     makeSample("bare", false);
     ASSERT_TRUE(exportUVs("bareShape", "map1", file));
-    KUVLayout empty;
-    empty.uvCounts = {0, 0, 0};
-    EXPECT_EQ(readBytes(file), Kelno::EncodeUVFile(empty));
-}
-
-TEST_F(UVCommandsTest, ExportOfANonCurrentSetWritesTheCurrentSetsCount) {
-    makeSample("uvMesh");
+    EXPECT_EQ(readBytes(file), Kelno::EncodeUVFile(KUVLayout{{0, 0, 0}, {}, {}, {}}));
+    // A set other than the current one is written with the current set's UV count.
     MString second("second");
     ASSERT_TRUE(mesh("uvMesh").createUVSet(second));
-    KUVLayout small;
-    small.uvCounts = {4, 0, 0};
-    small.uvIds = {0, 1, 1, 0};
-    small.u = {0.25f, 0.75f};
-    small.v = {0.5f, 0.5f};
+    const KUVLayout small{{4, 0, 0}, {0, 1, 1, 0}, {0.25f, 0.75f}, {0.5f, 0.5f}};
     setUVs("uvMesh", "second", small);
     ASSERT_TRUE(exportUVs("uvMesh", "second", file));
     KUVLayout expected = small;
@@ -184,7 +165,6 @@ TEST_F(UVCommandsTest, ImportRoundTripsThroughTheFile) {
     makeSample("to", false);
     ASSERT_TRUE(exportUVs("from", "map1", file));
     const std::string written = readBytes(file);
-
     // Into the current set, and into a set the mesh does not have yet (created and filled).
     for (const char* set : {"map1", "imported"}) {
         SCOPED_TRACE(set);
@@ -195,13 +175,8 @@ TEST_F(UVCommandsTest, ImportRoundTripsThroughTheFile) {
     EXPECT_EQ(setNames("to"), (std::vector<std::string>{"map1", "imported"}));
     ASSERT_TRUE(exportUVs("to", "map1", file));
     EXPECT_EQ(readBytes(file), written) << "import then export reproduces the file";
-
     // Importing over UVs replaces them all, however many there were.
-    KUVLayout fewer;
-    fewer.uvCounts = {0, 3, 0};
-    fewer.uvIds = {0, 0, 0};
-    fewer.u = {0.5f};
-    fewer.v = {0.5f};
+    const KUVLayout fewer{{0, 3, 0}, {0, 0, 0}, {0.5f}, {0.5f}};
     writeBytes(file, Kelno::EncodeUVFile(fewer));
     ASSERT_TRUE(importUVs("to", "map1", file));
     EXPECT_EQ(state("to", "map1"), stateOf(fewer));
@@ -252,7 +227,6 @@ TEST_F(UVCommandsTest, FailuresShowTheirMessage) {
     EXPECT_EQ(state("uvMesh", "map1"), before);
     EXPECT_EQ(setNames("uvMesh"), std::vector<std::string>{"map1"});
     EXPECT_NE(access("x.uv", F_OK), 0) << "no file written";
-
     // A set named for an import exists afterwards even when the file cannot be opened.
     EXPECT_FALSE(importUVs("uvMesh", "fresh", "/nonexistent/a.uv"));
     EXPECT_EQ(setNames("uvMesh"), (std::vector<std::string>{"map1", "fresh"}));
@@ -283,7 +257,6 @@ TEST_F(UVCommandsTest, DamagedOrMisfittingFilesLeaveTheMeshAsItWas) {
         EXPECT_EQ(state("uvMesh", "map1"), before);
         EXPECT_EQ(setNames("uvMesh"), std::vector<std::string>{"map1"}) << "no set made for a damaged file";
     }
-
     // A sound file for other faces: reported as a refused assignment, but the command succeeds.
     KUVLayout other = sampleUVs();
     other.uvCounts = {4, 0, 4}; // the pentagon with four UVs
@@ -311,20 +284,14 @@ TEST_F(UVCommandsTest, TransferCopiesBetweenSetsAndMeshes) {
     ASSERT_TRUE(transfer("sourceShape", "target", "copy", "map1")) << "between two meshes";
     EXPECT_TRUE(errors.empty());
     EXPECT_EQ(state("target", "map1"), stateOf(sampleUVs()));
-
     // An empty source set empties the target set.
     MString blank("blank");
     ASSERT_TRUE(mesh("source").createUVSet(blank));
     ASSERT_TRUE(transfer("source", "target", "blank", "map1"));
     EXPECT_EQ(state("target", "map1"), (SetState{{0, 0, 0}, {}, {}, {}}));
-
     // Other faces: the target keeps its UVs, with a warning; the command still succeeds.
     makeMesh("quad", {4}, {0, 1, 2, 3}, 4, nullptr);
-    KUVLayout quadUVs;
-    quadUVs.uvCounts = {4};
-    quadUVs.uvIds = {0, 1, 2, 3};
-    quadUVs.u = {0, 1, 1, 0};
-    quadUVs.v = {0, 0, 1, 1};
+    const KUVLayout quadUVs{{4}, {0, 1, 2, 3}, {0, 1, 1, 0}, {0, 0, 1, 1}};
     setUVs("quad", "map1", quadUVs);
     Host::clearMessages();
     ASSERT_TRUE(transfer("source", "quad", "map1", "map1"));

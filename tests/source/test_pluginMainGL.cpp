@@ -11,8 +11,7 @@
 #include <string>
 
 namespace {
-int glewInitCalls = 0;
-int checkCalls = 0;
+int glewInitCalls = 0, checkCalls = 0;
 GLenum checkAnswer = GL_FRAMEBUFFER_COMPLETE_EXT;
 
 GLenum GLAPIENTRY fakeCheckFramebufferStatus(GLenum target) {
@@ -32,48 +31,39 @@ namespace {
 
 class PluginGLTest : public testing::Test {
   protected:
-    void SetUp() override {
-        Host::resetSession();
-        glewInitCalls = checkCalls = 0;
-        checkAnswer = GL_FRAMEBUFFER_COMPLETE_EXT;
-        __glewCheckFramebufferStatusEXT = nullptr;
-    }
     void TearDown() override {
         Host::resetSession();
         if (Host::isPluginLoaded("Kelno"))
             Host::unloadPlugin("Kelno");
     }
-    std::string loadCapturingStdout() {
-        testing::internal::CaptureStdout();
-        EXPECT_TRUE(Host::loadPlugin(KELNO_PLUGIN_PATH));
-        std::string out = testing::internal::GetCapturedStdout();
-        EXPECT_TRUE(Host::unloadPlugin("Kelno"));
-        return out;
-    }
 };
 
-TEST_F(PluginGLTest, BatchAndLibraryLoadsMakeNoGLCall) {
-    for (MGlobal::MMayaState state : {MGlobal::kBatch, MGlobal::kLibraryApp}) {
-        Host::setMayaState(state);
-        EXPECT_EQ(loadCapturingStdout(), "");
+TEST_F(PluginGLTest, GlewAndTheFramebufferCheckRunOnlyWithAUIAndAFailedCheckOnlyWarns) {
+    const struct {
+        MGlobal::MMayaState state;
+        GLenum answer;
+        int calls; // of glewInit, and of the check
+        const char* out;
+    } rows[] = {{MGlobal::kBatch, GL_FRAMEBUFFER_UNSUPPORTED_EXT, 0, ""},
+                {MGlobal::kLibraryApp, GL_FRAMEBUFFER_UNSUPPORTED_EXT, 0, ""},
+                {MGlobal::kInteractive, GL_FRAMEBUFFER_COMPLETE_EXT, 1, ""},
+                {MGlobal::kBaseUIMode, GL_FRAMEBUFFER_COMPLETE_EXT, 1, ""},
+                {MGlobal::kInteractive, GL_FRAMEBUFFER_UNSUPPORTED_EXT, 1,
+                 "Error: GL_FRAMEBUFFER_UNSUPPORTED_EXT\n"}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(testing::Message() << "state " << row.state << " answer " << row.answer);
+        Host::resetSession();
+        Host::setMayaState(row.state);
+        glewInitCalls = checkCalls = 0;
+        checkAnswer = row.answer;
+        __glewCheckFramebufferStatusEXT = nullptr;
+        testing::internal::CaptureStdout();
+        EXPECT_TRUE(Host::loadPlugin(KELNO_PLUGIN_PATH));
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), row.out);
+        EXPECT_TRUE(Host::unloadPlugin("Kelno"));
+        EXPECT_EQ(glewInitCalls, row.calls);
+        EXPECT_EQ(checkCalls, row.calls);
     }
-    EXPECT_EQ(glewInitCalls, 0);
-    EXPECT_EQ(checkCalls, 0);
-}
-
-TEST_F(PluginGLTest, InteractiveAndBaseUILoadsInitialiseGlewAndCheckTheFramebuffer) {
-    for (MGlobal::MMayaState state : {MGlobal::kInteractive, MGlobal::kBaseUIMode}) {
-        Host::setMayaState(state);
-        EXPECT_EQ(loadCapturingStdout(), "");
-    }
-    EXPECT_EQ(glewInitCalls, 2);
-    EXPECT_EQ(checkCalls, 2);
-}
-
-TEST_F(PluginGLTest, UnsupportedFramebufferOnlyWarns) {
-    checkAnswer = GL_FRAMEBUFFER_UNSUPPORTED_EXT;
-    EXPECT_EQ(loadCapturingStdout(), "Error: GL_FRAMEBUFFER_UNSUPPORTED_EXT\n");
-    EXPECT_EQ(checkCalls, 1);
 }
 
 } // namespace
