@@ -426,6 +426,13 @@ void copyValue(Node* srcNode, const PlugEnd& src, Node* dstNode, const PlugEnd& 
             to.time = from.time;
         return;
     }
+    if (src.attr->kind == Attribute::Numeric && !src.attr->children.empty()) {
+        // A numeric compound into one of other storage (a double3 point into a float3):
+        // component by component, converted as a child-to-child connection would.
+        for (std::size_t k = 0; k < dst.attr->children.size(); ++k)
+            to.setNumber(dst.attr, static_cast<int>(k), from.getNumber(src.attr, static_cast<int>(k)));
+        return;
+    }
     auto elements = to.elements;
     to = from;
     if (dst.index >= 0 || src.index >= 0)

@@ -336,6 +336,8 @@ TEST_F(SceneTest, CompoundChildrenAreReadWrittenNamedAndConnectedAndBadConnectio
     ASSERT_TRUE(MFnDependencyNode(Host::findNode("third")).getConnections(plugs));
     ASSERT_EQ(plugs.length(), 1u);
     EXPECT_EQ(plugs[0].name(), "third.in3");
+    EXPECT_DOUBLE_EQ(Host::plug("third.out3X").asDouble(), 32.0) << "a compound pulls its children's sources";
+    EXPECT_DOUBLE_EQ(Host::plug("third.out3Z").asDouble(), 4.0);
     EXPECT_FALSE(Host::connect("first.nothing", "second.in31"));
     EXPECT_FALSE(Host::connect("first.out3", "nobody.in3"));
     EXPECT_FALSE(Host::connect("first.out3", "second.in31")) << "a compound into a single number";
