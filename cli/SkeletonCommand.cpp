@@ -8,6 +8,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <cmath>
 #include <fstream>
 #include <iostream>
 #include <memory>
@@ -149,7 +150,14 @@ void registerSkeletonCommand(CLI::App& app) {
     sk->add_option("--iter", options->iterations, "maximum number of steps per chain (the node's iter)")
         ->check(CLI::Range(1, 1 << 30));
     sk->add_option("--dist", options->step, "step between cross-sections (the node's dist)")
-        ->check(CLI::NonNegativeNumber);
+        ->check(CLI::Validator(
+            [](std::string& text) {
+                double value = 0.0;
+                const bool ok =
+                    CLI::detail::lexical_cast(text, value) && std::isfinite(value) && value >= 0.0;
+                return ok ? std::string() : "Value " + text + " is not a number of 0 or more";
+            },
+            "NONNEGATIVE"));
     sk->add_flag("--split", options->split, "separate the file into connected pieces first, one chain each");
     sk->add_flag("--curves", options->curves,
                  "also print the hierarchy the skeleton curve command would write (main branch, parent "

@@ -71,11 +71,25 @@ TEST(SkeletonCommand, Failures) {
     KelnoTest::ToolRun r = KelnoTest::RunToolLine("skeleton '" + cube + "'");
     ASSERT_EQ(r.exitCode, 0);
     EXPECT_EQ(nlohmann::json::parse(r.out).at("chains"), nlohmann::json::parse("[[[0,0,0]]]"));
-    for (const std::string& args :
-         {"skeleton '" + cube + "' --curves", std::string("skeleton /no/such.obj"),
-          "skeleton '" + cube + "' --iter 0", "skeleton '" + cube + "' --dist -1"}) {
-        r = KelnoTest::RunToolLine(args);
-        EXPECT_EQ(r.exitCode, 1) << args;
-        EXPECT_TRUE(r.out.empty()) << args;
+    const struct {
+        std::string args;
+        std::string message; // the whole of standard error
+    } failures[] = {
+        {"skeleton '" + cube + "' --curves",
+         "kelno: chain 0 of " + cube +
+             " cannot become a curve (1 point(s)); the curve command stops there\n"},
+        {"skeleton /no/such.obj", "kelno: Failed to open the file: /no/such.obj\n"},
+        {"skeleton '" + cube + "' --iter 0",
+         "--iter: Value 0 not in range 1 to 1073741824\nRun with --help for more information.\n"},
+        {"skeleton '" + cube + "' --dist -1",
+         "--dist: Value -1 is not a number of 0 or more\nRun with --help for more information.\n"},
+        {"skeleton '" + cube + "' --dist nan",
+         "--dist: Value nan is not a number of 0 or more\nRun with --help for more information.\n"},
+    };
+    for (const auto& f : failures) {
+        r = KelnoTest::RunToolLine(f.args);
+        EXPECT_EQ(r.exitCode, 1) << f.args;
+        EXPECT_TRUE(r.out.empty()) << f.args;
+        EXPECT_EQ(r.err, f.message) << f.args;
     }
 }
