@@ -410,6 +410,21 @@ TEST(AlembicDamage, DeepHierarchiesAreRefusedNotOverflowingTheStack) {
         w.finish(obj);
     }
     EXPECT_TRUE(refused(openFailure(path), "deeply"));
+
+    // Shallow but shared: every level names the level below sixteen times, so a few hundred
+    // bytes would unfold into 16^6 objects.
+    {
+        KelnoTest::OgawaWriter w(path);
+        std::uint64_t obj = w.object(0, {});
+        for (int level = 0; level < 6; ++level) {
+            std::vector<KelnoTest::OgawaWriter::Child> children;
+            for (int k = 0; k < 16; ++k)
+                children.push_back({"c" + std::to_string(k), "", obj});
+            obj = w.object(0, children);
+        }
+        w.finish(obj);
+    }
+    EXPECT_TRUE(refused(openFailure(path), "cycle or are shared"));
     std::remove(path.c_str());
 }
 
