@@ -25,8 +25,9 @@ std::string tempPath(const std::string& name) {
 bool writePicture(const std::string& path, int channels, OIIO::TypeDesc type) {
     const int w = 4, h = 3;
     std::vector<float> pixels;
-    for (int i = 0; i < w * h * channels; ++i)
-        pixels.push_back((i < w * channels ? kTop : kRest)[i % channels] / 255.0f);
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w * channels; ++x)
+            pixels.push_back((y == 0 ? kTop : kRest)[x % channels] / 255.0f);
     auto out = OIIO::ImageOutput::create(path);
     if (!out)
         return false;
