@@ -26,8 +26,9 @@ bool writePicture(const std::string& path, int channels, OIIO::TypeDesc type) {
     const int w = 4, h = 3;
     std::vector<float> pixels;
     for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w * channels; ++x)
-            pixels.push_back((y == 0 ? kTop : kRest)[x % channels] / 255.0f);
+        for (int x = 0; x < w; ++x)
+            for (int c = 0; c < channels; ++c)
+                pixels.push_back((y == 0 ? kTop[c] : kRest[c]) / 255.0f);
     auto out = OIIO::ImageOutput::create(path);
     if (!out)
         return false;
