@@ -40,8 +40,10 @@ TEST(SkeletonCommand, SmallTreeChainsAndHierarchy) {
         const nlohmann::json& chain = j.at("chains").at(i);
         ASSERT_EQ(chain.size(), expected.size()) << i;
         ASSERT_GT(chain.size(), 3u) << i;
-        for (std::size_t k = 0; k < chain.size(); ++k)
-            EXPECT_EQ(chain[k][1].get<float>(), expected[static_cast<int>(k)].y);
+        for (std::size_t k = 0; k < chain.size(); ++k) {
+            const Kelno::KVector& e = expected[static_cast<int>(k)];
+            EXPECT_EQ(chain[k], (std::vector<float>{e.x, e.y, e.z})) << "chain " << i << " point " << k;
+        }
     }
     const nlohmann::json& h = j.at("curves");
     EXPECT_EQ(h.at("mainBranch"), 0);
