@@ -87,6 +87,8 @@ TEST(SkeletonCommand, Failures) {
          "--dist: Value -1 is not a number of 0 or more\nRun with --help for more information.\n"},
         {"skeleton '" + cube + "' --dist nan",
          "--dist: Value nan is not a number of 0 or more\nRun with --help for more information.\n"},
+        {"skeleton '" + cube + "' --dist inf",
+         "--dist: Value inf is not a number of 0 or more\nRun with --help for more information.\n"},
     };
     for (const auto& f : failures) {
         r = KelnoTest::RunToolLine(f.args);
