@@ -220,47 +220,74 @@ Leaves leavesOf(const KTriMeshDistTree::Data& data) {
 }
 
 // The leaves whose boxes meet a box (touching counts), their boxes four to a group.
+//
+// An edge's test against them runs in three passes with few data-dependent branches (their
+// outcomes change from edge to edge and would mostly be mispredicted): the blocks of the
+// leaves its box meets, gathered without a branch per leaf; the blocks that hold a candidate
+// (a triangle whose box meets the edge's and that has neither end as a corner), gathered the
+// same way; and the segment test on those.
 class NearLeaves {
   public:
     void find(const KTriMeshDistTree::Data& data, const LeafBox& box) {
         using namespace TreeDetail;
         m_groups.clear();
         m_count = 0;
+        m_blockTotal = 0;
         const F4 lo[3] = {splat(box.lo[0]), splat(box.lo[1]), splat(box.lo[2])};
         const F4 hi[3] = {splat(box.hi[0]), splat(box.hi[1]), splat(box.hi[2])};
         data.walkLeaves(lo, hi, [&](int ref, const Node* parent, int slot) {
             _add(leafBox(data, ref, parent, slot));
             return false;
         });
+        // Room for every block of every leaf, and the four a leaf always writes.
+        m_blocks.resize(static_cast<std::size_t>(m_blockTotal) + 4);
+        m_candidates.resize(static_cast<std::size_t>(m_blockTotal) + 1);
     }
 
     // Whether the edge pierces a triangle of these leaves (as blockPierced finds it).
-    bool pierced(const KTriMeshDistTree::Data& data, const EdgeQuery& q) const {
+    bool pierced(const KTriMeshDistTree::Data& data, const EdgeQuery& q) {
         using namespace TreeDetail;
+        int* blocks = m_blocks.data();
+        int count = 0;
         for (const Group& g : m_groups) {
             const F4 m = (load(g.lo[0]) <= q.hi[0]) & (load(g.lo[1]) <= q.hi[1]) &
                          (load(g.lo[2]) <= q.hi[2]) & (load(g.hi[0]) >= q.lo[0]) &
                          (load(g.hi[1]) >= q.lo[1]) & (load(g.hi[2]) >= q.lo[2]);
-            int open = bits(m);
-            while (open) {
-                const int c = lowestBit(static_cast<unsigned>(open));
-                open &= open - 1;
-                const int first = leafFirst(g.ref[c]), blockCount = leafCount(g.ref[c]);
-                for (int b = first; b < first + blockCount; ++b) {
-                    if (blockPierced(data, b, q))
-                        return true;
-                }
+            const int open = bits(m);
+            for (int c = 0; c < 4; ++c) {
+                for (int k = 0; k < 4; ++k)
+                    blocks[count + k] = g.first[c] + k;
+                count += ((open >> c) & 1) * g.blocks[c];
             }
+        }
+        Candidate* candidates = m_candidates.data();
+        int waiting = 0;
+        for (int k = 0; k < count; ++k) {
+            const int b = blocks[k];
+            const int others = ~lanesWithCorner(data.vertices[static_cast<std::size_t>(b)], q.v0, q.v1) & 15;
+            const int lanes = overlappingLanes(data.blocks[static_cast<std::size_t>(b)], q.lo, q.hi) & others;
+            candidates[waiting] = Candidate{b, lanes};
+            waiting += lanes != 0;
+        }
+        for (int k = 0; k < waiting; ++k) {
+            if (piercedLanes(data.blocks[static_cast<std::size_t>(candidates[k].block)], q.lanes) &
+                candidates[k].lanes)
+                return true;
         }
         return false;
     }
 
   private:
-    // Four leaves; unused lanes have inverted infinite boxes, which meet nothing.
+    // Four leaves; unused lanes have inverted infinite boxes, which meet nothing, and no blocks.
     struct alignas(16) Group {
         float lo[3][4];
         float hi[3][4];
-        int ref[4];
+        int first[4];
+        int blocks[4];
+    };
+    struct Candidate {
+        int block;
+        int lanes;
     };
 
     void _add(const LeafBox& box) {
@@ -274,8 +301,10 @@ class NearLeaves {
                     g.hi[a][k] = -inf;
                 }
             }
-            for (int k = 0; k < 4; ++k)
-                g.ref[k] = -1;
+            for (int k = 0; k < 4; ++k) {
+                g.first[k] = 0;
+                g.blocks[k] = 0;
+            }
             m_groups.push_back(g);
         }
         Group& g = m_groups.back();
@@ -283,12 +312,17 @@ class NearLeaves {
             g.lo[a][lane] = box.lo[a];
             g.hi[a][lane] = box.hi[a];
         }
-        g.ref[lane] = box.ref;
+        g.first[lane] = TreeDetail::leafFirst(box.ref);
+        g.blocks[lane] = TreeDetail::leafCount(box.ref);
+        m_blockTotal += g.blocks[lane];
         ++m_count;
     }
 
     std::vector<Group> m_groups;
+    std::vector<int> m_blocks;
+    std::vector<Candidate> m_candidates;
     int m_count = 0;
+    int m_blockTotal = 0;
 };
 
 // For each edge the first block of the leaf that owns it: the leaf of the triangle that
