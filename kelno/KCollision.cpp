@@ -230,15 +230,21 @@ class NearLeaves {
   public:
     void find(const KTriMeshDistTree::Data& data, const LeafBox& box) {
         using namespace TreeDetail;
-        m_groups.clear();
         m_count = 0;
         m_blockTotal = 0;
         const F4 lo[3] = {splat(box.lo[0]), splat(box.lo[1]), splat(box.lo[2])};
         const F4 hi[3] = {splat(box.hi[0]), splat(box.hi[1]), splat(box.hi[2])};
         data.walkLeaves(lo, hi, [&](int ref, const Node* parent, int slot) {
-            _add(leafBox(data, ref, parent, slot));
+            const LeafBox leaf = leafBox(data, ref, parent, slot);
+            _put(leaf.lo, leaf.hi, leafFirst(ref), leafCount(ref));
             return false;
         });
+        m_groupCount = (m_count + 3) / 4;
+        // The rest of the last group meets nothing and has no blocks.
+        const float inf = std::numeric_limits<float>::infinity();
+        const float empty[2][3] = {{inf, inf, inf}, {-inf, -inf, -inf}};
+        for (int k = m_count; k & 3; ++k)
+            _set(k, empty[0], empty[1], 0, 0);
         // Room for every block of every leaf, and the four a leaf always writes.
         m_blocks.resize(static_cast<std::size_t>(m_blockTotal) + 4);
         m_candidates.resize(static_cast<std::size_t>(m_blockTotal) + 1);
@@ -249,7 +255,8 @@ class NearLeaves {
         using namespace TreeDetail;
         int* blocks = m_blocks.data();
         int count = 0;
-        for (const Group& g : m_groups) {
+        for (int group = 0; group < m_groupCount; ++group) {
+            const Group& g = m_groups[static_cast<std::size_t>(group)];
             const F4 m = (load(g.lo[0]) <= q.hi[0]) & (load(g.lo[1]) <= q.hi[1]) &
                          (load(g.lo[2]) <= q.hi[2]) & (load(g.hi[0]) >= q.lo[0]) &
                          (load(g.hi[1]) >= q.lo[1]) & (load(g.hi[2]) >= q.lo[2]);
@@ -290,37 +297,29 @@ class NearLeaves {
         int lanes;
     };
 
-    void _add(const LeafBox& box) {
-        const int lane = m_count & 3;
-        if (lane == 0) {
-            Group g;
-            const float inf = std::numeric_limits<float>::infinity();
-            for (int a = 0; a < 3; ++a) {
-                for (int k = 0; k < 4; ++k) {
-                    g.lo[a][k] = inf;
-                    g.hi[a][k] = -inf;
-                }
-            }
-            for (int k = 0; k < 4; ++k) {
-                g.first[k] = 0;
-                g.blocks[k] = 0;
-            }
-            m_groups.push_back(g);
-        }
-        Group& g = m_groups.back();
+    // Appends a leaf: its box, first block and block count.
+    void _put(const float (&lo)[3], const float (&hi)[3], int first, int blocks) {
+        if (static_cast<std::size_t>(m_count >> 2) >= m_groups.size())
+            m_groups.resize(2 * m_groups.size() + 4);
+        _set(m_count++, lo, hi, first, blocks);
+        m_blockTotal += blocks;
+    }
+
+    void _set(int k, const float (&lo)[3], const float (&hi)[3], int first, int blocks) {
+        Group& g = m_groups[static_cast<std::size_t>(k >> 2)];
+        const int lane = k & 3;
         for (int a = 0; a < 3; ++a) {
-            g.lo[a][lane] = box.lo[a];
-            g.hi[a][lane] = box.hi[a];
+            g.lo[a][lane] = lo[a];
+            g.hi[a][lane] = hi[a];
         }
-        g.first[lane] = TreeDetail::leafFirst(box.ref);
-        g.blocks[lane] = TreeDetail::leafCount(box.ref);
-        m_blockTotal += g.blocks[lane];
-        ++m_count;
+        g.first[lane] = first;
+        g.blocks[lane] = blocks;
     }
 
     std::vector<Group> m_groups;
     std::vector<int> m_blocks;
     std::vector<Candidate> m_candidates;
+    int m_groupCount = 0;
     int m_count = 0;
     int m_blockTotal = 0;
 };
