@@ -160,15 +160,16 @@ bool edgePiercesTree(const KTriMeshDistTree::Data& data, const EdgeSegment& e, i
 }
 
 // ---------------------------------------------------------------------------------------------
-// One walk of the tree per leaf instead of one per edge.
+// One walk of the tree per node holding leaves instead of one per edge.
 //
 // Every edge is a side of a triangle, so its box lies inside the box of the leaf that holds
-// that triangle (the edge's owner), and both widened by eps keep that order. A triangle whose
-// box meets the edge's box therefore lies in a leaf whose box meets the owner's widened box:
-// one walk with that box finds those leaves for all the edges the leaf owns, and each edge then
-// tests only their boxes and blocks. Its candidates are exactly those of its own walk, so the
-// flags are the same; an edge whose box is not inside its owner's (a tree built over other
-// positions, NaN ends) walks the tree itself.
+// that triangle (the edge's owner) and so inside the box of the node that holds that leaf, and
+// widening by eps keeps that order. A triangle whose box meets the edge's box therefore lies in
+// a leaf whose box meets that node's widened box: one walk with that box finds those leaves for
+// all the edges of all the node's leaves (leaves hold a few triangles, so a walk per leaf would
+// serve only three or four edges), and each edge then tests only their boxes and blocks. Its
+// candidates are exactly those of its own walk, so the flags are the same; an edge whose box
+// is not inside its owner's (a tree built over other positions, NaN ends) walks the tree itself.
 
 struct LeafBox {
     float lo[3], hi[3];
@@ -191,6 +192,8 @@ LeafBox leafBox(const KTriMeshDistTree::Data& data, int ref, const TreeDetail::N
 struct Leaves {
     std::vector<int> leafOfBlock;
     std::vector<LeafBox> box;
+    std::vector<int> parent; // the node holding the leaf, -1 for a leaf at the root
+    std::vector<int> rank;   // the leaf's place when the leaves of each node come together
 };
 
 Leaves leavesOf(const KTriMeshDistTree::Data& data) {
@@ -198,14 +201,19 @@ Leaves leavesOf(const KTriMeshDistTree::Data& data) {
     Leaves leaves;
     leaves.leafOfBlock.assign(static_cast<std::size_t>(data.blockCount), -1);
     leaves.box.resize(static_cast<std::size_t>(data.blockCount));
-    auto record = [&](int ref, const LeafBox& box) {
+    leaves.parent.assign(static_cast<std::size_t>(data.blockCount), -1);
+    leaves.rank.assign(static_cast<std::size_t>(data.blockCount), -1);
+    int rank = 0;
+    auto record = [&](int ref, const LeafBox& box, int parent) {
         const int first = leafFirst(ref);
         for (int b = first; b < first + leafCount(ref); ++b)
             leaves.leafOfBlock[static_cast<std::size_t>(b)] = first;
         leaves.box[static_cast<std::size_t>(first)] = box;
+        leaves.parent[static_cast<std::size_t>(first)] = parent;
+        leaves.rank[static_cast<std::size_t>(first)] = rank++;
     };
     if (isLeaf(data.root)) {
-        record(data.root, leafBox(data, data.root, nullptr, 0));
+        record(data.root, leafBox(data, data.root, nullptr, 0), -1);
         return leaves;
     }
     // Every leaf is the child of exactly one node: the nodes in memory order, no walk.
@@ -213,10 +221,28 @@ Leaves leavesOf(const KTriMeshDistTree::Data& data) {
         const Node& n = data.nodes[static_cast<std::size_t>(i)];
         for (int c = 0; c < 4; ++c) {
             if (((n.valid >> c) & 1) && isLeaf(n.child[c]))
-                record(n.child[c], leafBox(data, n.child[c], &n, c));
+                record(n.child[c], leafBox(data, n.child[c], &n, c), i);
         }
     }
     return leaves;
+}
+
+// The box of node `index`: the union of its children's boxes (the tree's box for -1).
+LeafBox nodeBox(const KTriMeshDistTree::Data& data, int index) {
+    if (index < 0)
+        return leafBox(data, data.root, nullptr, 0);
+    const TreeDetail::Node& n = data.nodes[static_cast<std::size_t>(index)];
+    const float inf = std::numeric_limits<float>::infinity();
+    LeafBox box{{inf, inf, inf}, {-inf, -inf, -inf}, -1};
+    for (int c = 0; c < 4; ++c) {
+        if (!((n.valid >> c) & 1))
+            continue;
+        for (int a = 0; a < 3; ++a) {
+            box.lo[a] = std::min(box.lo[a], n.b[a][c]);
+            box.hi[a] = std::max(box.hi[a], n.b[3 + a][c]);
+        }
+    }
+    return box;
 }
 
 // The leaves whose boxes meet a box (touching counts), their boxes four to a group.
@@ -394,20 +420,21 @@ inline bool validEdge(const KInt2& edge, int vertexCount) {
 // The edges begin..end-1 in the order of the tree's leaves: a counting sort on the owner
 // (edges without one last, in index order). Consecutive edges then share their owner's walk
 // and the same leaves, which spares most of the memory traffic.
-void edgesInTreeOrder(const std::vector<int>& owner, int blockCount, int begin, int end,
+void edgesInTreeOrder(const std::vector<int>& owner, const std::vector<int>& rank, int begin, int end,
                       std::vector<int>& order) {
-    std::vector<int> start(static_cast<std::size_t>(blockCount) + 2, 0);
-    for (int i = begin; i < end; ++i) {
+    const std::size_t last = rank.size();
+    auto bucket = [&](int i) {
         const int o = owner[static_cast<std::size_t>(i)];
-        ++start[static_cast<std::size_t>(o >= 0 ? o : blockCount) + 1];
-    }
+        return o >= 0 ? static_cast<std::size_t>(rank[static_cast<std::size_t>(o)]) : last;
+    };
+    std::vector<int> start(rank.size() + 2, 0);
+    for (int i = begin; i < end; ++i)
+        ++start[bucket(i) + 1];
     for (std::size_t k = 1; k < start.size(); ++k)
         start[k] += start[k - 1];
     order.resize(static_cast<std::size_t>(end - begin));
-    for (int i = begin; i < end; ++i) {
-        const int o = owner[static_cast<std::size_t>(i)];
-        order[static_cast<std::size_t>(start[static_cast<std::size_t>(o >= 0 ? o : blockCount)]++)] = i;
-    }
+    for (int i = begin; i < end; ++i)
+        order[static_cast<std::size_t>(start[bucket(i)]++)] = i;
 }
 
 // Reports progress from the first thread only, at most every 4096 of its own items.
@@ -475,9 +502,9 @@ void FindIntersectingEdges(const KTriMesh& mesh, const KTriMeshDistTree& tree,
         const int begin = thread < r ? thread * (q + 1) : r + thread * q;
         const int end = begin + (thread < r ? q + 1 : q);
         std::vector<int> order;
-        edgesInTreeOrder(owner, data->blockCount, begin, end, order);
+        edgesInTreeOrder(owner, leaves.rank, begin, end, order);
         NearLeaves near;
-        int nearOwner = -1;
+        int nearOwner = -1, nearParent = -2;
         LeafBox ownerBox{};
         const int count = end - begin;
         for (int k = 0; k < count; ++k) {
@@ -491,10 +518,13 @@ void FindIntersectingEdges(const KTriMesh& mesh, const KTriMeshDistTree& tree,
                     _mm_prefetch(reinterpret_cast<const char*>(&positions[ahead[1]]), _MM_HINT_T0);
                 }
             }
-            if (k + 8 < count)
-                _mm_prefetch(
-                    reinterpret_cast<const char*>(&connections.e2v[order[static_cast<std::size_t>(k) + 8]]),
-                    _MM_HINT_T0);
+            if (k + 8 < count) {
+                const int ahead = order[static_cast<std::size_t>(k) + 8];
+                _mm_prefetch(reinterpret_cast<const char*>(&connections.e2v[ahead]), _MM_HINT_T0);
+                _mm_prefetch(reinterpret_cast<const char*>(&owner[static_cast<std::size_t>(ahead)]),
+                             _MM_HINT_T0);
+                _mm_prefetch(reinterpret_cast<const char*>(&hit[ahead]), _MM_HINT_T0);
+            }
 #endif
             const int i = order[static_cast<std::size_t>(k)];
             const KInt2 edge = connections.e2v[i];
@@ -505,7 +535,10 @@ void FindIntersectingEdges(const KTriMesh& mesh, const KTriMeshDistTree& tree,
             if (leaf >= 0 && leaf != nearOwner) {
                 nearOwner = leaf;
                 ownerBox = widened(leaves.box[static_cast<std::size_t>(leaf)]);
-                near.find(*data, ownerBox);
+                if (leaves.parent[static_cast<std::size_t>(leaf)] != nearParent) {
+                    nearParent = leaves.parent[static_cast<std::size_t>(leaf)];
+                    near.find(*data, widened(nodeBox(*data, nearParent)));
+                }
             }
             bool pierced;
             if (leaf >= 0 && boxInside(e, ownerBox))
