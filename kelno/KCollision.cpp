@@ -260,11 +260,18 @@ class NearLeaves {
         m_blockTotal = 0;
         const F4 lo[3] = {splat(box.lo[0]), splat(box.lo[1]), splat(box.lo[2])};
         const F4 hi[3] = {splat(box.hi[0]), splat(box.hi[1]), splat(box.hi[2])};
-        data.walkLeaves(lo, hi, [&](int ref, const Node* parent, int slot) {
-            const LeafBox leaf = leafBox(data, ref, parent, slot);
-            _put(leaf.lo, leaf.hi, leafFirst(ref), leafCount(ref));
-            return false;
-        });
+        if (isLeaf(data.root)) {
+            const LeafBox leaf = leafBox(data, data.root, nullptr, 0);
+            _put(leaf.lo, leaf.hi, leafFirst(data.root), leafCount(data.root));
+        } else {
+            _walk(data, lo, hi);
+            for (int k = 0; k < m_slotCount; ++k) {
+                const int slot = m_slots[static_cast<std::size_t>(k)];
+                const Node& n = data.nodes[static_cast<std::size_t>(slot >> 2)];
+                const LeafBox leaf = leafBox(data, n.child[slot & 3], &n, slot & 3);
+                _put(leaf.lo, leaf.hi, leafFirst(leaf.ref), leafCount(leaf.ref));
+            }
+        }
         m_groupCount = (m_count + 3) / 4;
         // The rest of the last group meets nothing and has no blocks.
         const float inf = std::numeric_limits<float>::infinity();
@@ -323,6 +330,48 @@ class NearLeaves {
         int lanes;
     };
 
+    // The leaves whose boxes meet lo..hi, as node index * 4 + slot, in m_slots. The walk of
+    // Data::walkLeaves written with a branch per node only: which children are taken and which
+    // of them are leaves changes from node to node and would mostly be mispredicted, so all four
+    // are written and the counts advanced by the ones that count.
+    void _walk(const KTriMeshDistTree::Data& data, const TreeDetail::F4 (&lo)[3],
+               const TreeDetail::F4 (&hi)[3]) {
+        using namespace TreeDetail;
+        int stack[256]; // the build bounds the depth well below a third of this
+        int sp = 0;
+        stack[sp++] = data.root;
+        int count = 0;
+        while (sp) {
+            const int index = stack[--sp];
+            const Node& n = data.nodes[static_cast<std::size_t>(index)];
+            const F4 m = (load(n.b[0]) <= hi[0]) & (load(n.b[1]) <= hi[1]) & (load(n.b[2]) <= hi[2]) &
+                         (load(n.b[3]) >= lo[0]) & (load(n.b[4]) >= lo[1]) & (load(n.b[5]) >= lo[2]);
+            const int open = bits(m) & n.valid;
+#if KELNO_TREE_SSE
+            // Leaf references are negative: their sign bits.
+            const int leaves =
+                _mm_movemask_ps(_mm_castsi128_ps(_mm_load_si128(reinterpret_cast<const __m128i*>(n.child))));
+#else
+            int leaves = 0;
+            for (int c = 0; c < 4; ++c)
+                leaves |= (n.child[c] < 0 ? 1 : 0) << c;
+#endif
+            const int down = open & ~leaves, found = open & leaves;
+            for (int c = 0; c < 4; ++c) {
+                stack[sp] = n.child[c];
+                data._prefetch(n.child[c]);
+                sp += (down >> c) & 1;
+            }
+            if (static_cast<std::size_t>(count) + 4 > m_slots.size())
+                m_slots.resize(2 * m_slots.size() + 16);
+            for (int c = 0; c < 4; ++c) {
+                m_slots[static_cast<std::size_t>(count)] = 4 * index + c;
+                count += (found >> c) & 1;
+            }
+        }
+        m_slotCount = count;
+    }
+
     // Appends a leaf: its box, first block and block count.
     void _put(const float (&lo)[3], const float (&hi)[3], int first, int blocks) {
         if (static_cast<std::size_t>(m_count >> 2) >= m_groups.size())
@@ -345,6 +394,8 @@ class NearLeaves {
     std::vector<Group> m_groups;
     std::vector<int> m_blocks;
     std::vector<Candidate> m_candidates;
+    std::vector<int> m_slots;
+    int m_slotCount = 0;
     int m_groupCount = 0;
     int m_count = 0;
     int m_blockTotal = 0;
