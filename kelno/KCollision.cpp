@@ -169,7 +169,7 @@ bool edgePiercesTree(const KTriMeshDistTree::Data& data, const EdgeSegment& e, i
 // all the edges of all the node's leaves (leaves hold a few triangles, so a walk per leaf would
 // serve only three or four edges), and each edge then tests only their boxes and blocks. Its
 // candidates are exactly those of its own walk, so the flags are the same; an edge whose box
-// is not inside its owner's (a tree built over other positions, NaN ends) walks the tree itself.
+// is not inside that node's (a tree built over other positions, NaN ends) walks the tree itself.
 
 struct LeafBox {
     float lo[3], hi[3];
@@ -191,7 +191,6 @@ LeafBox leafBox(const KTriMeshDistTree::Data& data, int ref, const TreeDetail::N
 // leaf's box and reference.
 struct Leaves {
     std::vector<int> leafOfBlock;
-    std::vector<LeafBox> box;
     std::vector<int> parent; // the node holding the leaf, -1 for a leaf at the root
     std::vector<int> rank;   // the leaf's place when the leaves of each node come together
 };
@@ -200,20 +199,18 @@ Leaves leavesOf(const KTriMeshDistTree::Data& data) {
     using namespace TreeDetail;
     Leaves leaves;
     leaves.leafOfBlock.assign(static_cast<std::size_t>(data.blockCount), -1);
-    leaves.box.resize(static_cast<std::size_t>(data.blockCount));
     leaves.parent.assign(static_cast<std::size_t>(data.blockCount), -1);
     leaves.rank.assign(static_cast<std::size_t>(data.blockCount), -1);
     int rank = 0;
-    auto record = [&](int ref, const LeafBox& box, int parent) {
+    auto record = [&](int ref, int parent) {
         const int first = leafFirst(ref);
         for (int b = first; b < first + leafCount(ref); ++b)
             leaves.leafOfBlock[static_cast<std::size_t>(b)] = first;
-        leaves.box[static_cast<std::size_t>(first)] = box;
         leaves.parent[static_cast<std::size_t>(first)] = parent;
         leaves.rank[static_cast<std::size_t>(first)] = rank++;
     };
     if (isLeaf(data.root)) {
-        record(data.root, leafBox(data, data.root, nullptr, 0), -1);
+        record(data.root, -1);
         return leaves;
     }
     // Every leaf is the child of exactly one node: the nodes in memory order, no walk.
@@ -221,7 +218,7 @@ Leaves leavesOf(const KTriMeshDistTree::Data& data) {
         const Node& n = data.nodes[static_cast<std::size_t>(i)];
         for (int c = 0; c < 4; ++c) {
             if (((n.valid >> c) & 1) && isLeaf(n.child[c]))
-                record(n.child[c], leafBox(data, n.child[c], &n, c), i);
+                record(n.child[c], i);
         }
     }
     return leaves;
@@ -426,22 +423,35 @@ std::vector<int> ownersOf(const KTriMeshDistTree::Data& data, const Leaves& leav
                 leafOfTriangle[static_cast<std::size_t>(t)] = leaves.leafOfBlock[static_cast<std::size_t>(b)];
         }
     }
-    std::vector<int> numberedBefore(static_cast<std::size_t>(triangleCount));
-    int count = 0;
-    for (int t = 0; t < triangleCount; ++t) {
-        numberedBefore[static_cast<std::size_t>(t)] = count;
-        for (int k = 0; k < 3; ++k)
-            count = std::max(count, triangleEdges[t][k] + 1);
-    }
-#pragma omp parallel for schedule(static)
-    for (int t = 0; t < triangleCount; ++t) {
-        const int leaf = leafOfTriangle[static_cast<std::size_t>(t)];
-        if (leaf < 0)
-            continue;
-        for (int k = 0; k < 3; ++k) {
-            const int e = triangleEdges[t][k];
-            if (e >= numberedBefore[static_cast<std::size_t>(t)] && e < edgeCount)
-                owner[static_cast<std::size_t>(e)] = leaf;
+    // The running maximum as a scan: each thread takes a run of triangles, finds the largest
+    // edge index in it, and starts its run from the largest of the runs before.
+    std::vector<int> runMaximum;
+#pragma omp parallel
+    {
+        const int threads = omp_get_num_threads(), thread = omp_get_thread_num();
+#pragma omp single
+        runMaximum.assign(static_cast<std::size_t>(threads), 0);
+        const int first = static_cast<int>(static_cast<long long>(triangleCount) * thread / threads);
+        const int last = static_cast<int>(static_cast<long long>(triangleCount) * (thread + 1) / threads);
+        int largest = 0;
+        for (int t = first; t < last; ++t) {
+            for (int k = 0; k < 3; ++k)
+                largest = std::max(largest, triangleEdges[t][k] + 1);
+        }
+        runMaximum[static_cast<std::size_t>(thread)] = largest;
+#pragma omp barrier
+        int count = 0;
+        for (int k = 0; k < thread; ++k)
+            count = std::max(count, runMaximum[static_cast<std::size_t>(k)]);
+        for (int t = first; t < last; ++t) {
+            const int leaf = leafOfTriangle[static_cast<std::size_t>(t)];
+            const int before = count;
+            for (int k = 0; k < 3; ++k) {
+                const int e = triangleEdges[t][k];
+                count = std::max(count, e + 1);
+                if (leaf >= 0 && e >= before && e < edgeCount)
+                    owner[static_cast<std::size_t>(e)] = leaf;
+            }
         }
     }
     return owner;
@@ -555,8 +565,8 @@ void FindIntersectingEdges(const KTriMesh& mesh, const KTriMeshDistTree& tree,
         std::vector<int> order;
         edgesInTreeOrder(owner, leaves.rank, begin, end, order);
         NearLeaves near;
-        int nearOwner = -1, nearParent = -2;
-        LeafBox ownerBox{};
+        int nearParent = -2;
+        LeafBox parentBox{};
         const int count = end - begin;
         for (int k = 0; k < count; ++k) {
             reporter.step();
@@ -583,16 +593,13 @@ void FindIntersectingEdges(const KTriMesh& mesh, const KTriMeshDistTree& tree,
                 continue;
             const EdgeSegment e = edgeSegment(positions[edge[0]], positions[edge[1]]);
             const int leaf = owner[static_cast<std::size_t>(i)];
-            if (leaf >= 0 && leaf != nearOwner) {
-                nearOwner = leaf;
-                ownerBox = widened(leaves.box[static_cast<std::size_t>(leaf)]);
-                if (leaves.parent[static_cast<std::size_t>(leaf)] != nearParent) {
-                    nearParent = leaves.parent[static_cast<std::size_t>(leaf)];
-                    near.find(*data, widened(nodeBox(*data, nearParent)));
-                }
+            if (leaf >= 0 && leaves.parent[static_cast<std::size_t>(leaf)] != nearParent) {
+                nearParent = leaves.parent[static_cast<std::size_t>(leaf)];
+                parentBox = widened(nodeBox(*data, nearParent));
+                near.find(*data, parentBox);
             }
             bool pierced;
-            if (leaf >= 0 && boxInside(e, ownerBox))
+            if (leaf >= 0 && boxInside(e, parentBox))
                 pierced = near.pierced(*data, EdgeQuery(e, edge[0], edge[1]));
             else
                 pierced = edgePiercesTree(*data, e, edge[0], edge[1]);
