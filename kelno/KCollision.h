@@ -48,11 +48,11 @@ KELNO_API float FastInverseSqrt(float x);
 // `hit` is replaced with one entry per edge: 1 when the edge pierces one of those triangles,
 // otherwise 0. `tree` must be built over `mesh` as it is now: the triangles are read from the
 // tree's copy of their corners and vertex indices. The tree is walked once per node that holds
-// leaves, for the edges whose triangles those leaves hold, to find the leaves near it; each of
-// those edges then tests only them (an edge with no such triangle in the tree walks the tree itself). One
-// OpenMP region over the edges with static scheduling (each thread a run of consecutive edges,
-// which it takes in the order of the tree's leaves). `progress`, when set, is called now and
-// then with the share of edges done.
+// leaves, for the edges whose triangles those leaves hold, to find the leaves near that node;
+// each of those edges then tests only them (an edge with no such triangle in the tree walks
+// the tree itself). One OpenMP region over the edges with static scheduling (each thread a run
+// of consecutive edges, which it takes node by node in the tree's order). `progress`, when
+// set, is called now and then with the share of edges done.
 KELNO_API void FindIntersectingEdges(const KTriMesh& mesh, const KTriMeshDistTree& tree,
                                      const KTriMeshConnectionInfo& connections, KIntArray& hit,
                                      const KProgressCallback& progress = KProgressCallback());
