@@ -10,6 +10,14 @@
 
 #include "tree/KTriMeshDistTreeData.h"
 
+// An eight-lane walk for processors with AVX2, chosen at run time (GCC and Clang on x86).
+#if KELNO_TREE_SSE && (defined(__GNUC__) || defined(__clang__)) && (defined(__x86_64__) || defined(__i386__))
+#define KELNO_TREE_AVX2 1
+#include <immintrin.h>
+#else
+#define KELNO_TREE_AVX2 0
+#endif
+
 namespace Kelno {
 
 using namespace TreeDetail;
@@ -125,123 +133,15 @@ inline D3 cornerOf(const float (&c)[9][4], int corner, int lane) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// Bounds on the distance of four triangles at once, in floats.
-//
-// A fast single-precision pass decides which triangles need the exact answer above. It finds
-// a point of each triangle by the classic region tests (A, B, edge AB, C, edge AC, edge BC,
-// face); rounding can make those tests pick the wrong region, which gives a point of the
-// triangle that is too far but never one that is too near. So
-//   hi = the squared distance of that point, widened by its rounding, bounds the exact value
-//        from above for every triangle of normal size;
-//   lo = the same narrowed by the worst misclassification, which grows with r = L^2 / |AB x AC|^2
-//        (L the longest squared edge; r is about 1 / sin^2 of the smallest angle): over 20
-//        million random triangles and queries near every region boundary, from 2^-10 to 2^5
-//        triangle sizes away, the squared distance came out at most 2^-23 (1 + r) (d + L) too
-//        large; the margin here is 32 times that.
-// Thin triangles (r above 1024), tiny or huge ones (where fourth powers of lengths leave the
-// normal float range) and far queries take the distance of their box as the lower bound and
-// have no upper bound.
-struct LaneBounds {
-    F4 lo, hi;
-    int fat; // bit k set when lane k is fat (its lower bound came from the region tests)
-};
+// The float pass that bounds each triangle's distance (kelno/tree/KTriMeshDistTreeWalk.inl).
 
 const float kTiny = std::numeric_limits<float>::min();
 const float kInf = std::numeric_limits<float>::infinity();
 const float kThin = 1.0f / 1024.0f;              // sin^2 of the smallest angle below this is thin
-const float kLowMargin = 1.0f / 262144.0f;       // 2^-18, see above
+const float kLowMargin = 1.0f / 262144.0f;       // 2^-18, see the walk
 const float kHighMargin = 1.0f / 65536.0f;       // 2^-16
 const float kSmallest = 1.0f / 1099511627776.0f; // 2^-40: the longest squared edge at least this,
 const float kLargest = 1125899906842624.0f;      // 2^50: that and the squared distance at most this
-
-inline F4 distance2(F4 apx, F4 apy, F4 apz, F4 abx, F4 aby, F4 abz, F4 acx, F4 acy, F4 acz, F4 s, F4 t) {
-    const F4 rx = (apx - s * abx) - t * acx;
-    const F4 ry = (apy - s * aby) - t * acy;
-    const F4 rz = (apz - s * abz) - t * acz;
-    return rx * rx + ry * ry + rz * rz;
-}
-
-#if defined(__GNUC__)
-__attribute__((always_inline))
-#endif
-inline LaneBounds
-boundsOnBlock(const float (&c)[9][4], F4 px, F4 py, F4 pz, F4 boxD2) {
-    const F4 zero = splat(0.0f), one = splat(1.0f), tiny = splat(kTiny);
-    const F4 ax = load(c[6]), ay = load(c[7]), az = load(c[8]);
-    const F4 abx = load(c[0]) - ax, aby = load(c[1]) - ay, abz = load(c[2]) - az;
-    const F4 acx = load(c[3]) - ax, acy = load(c[4]) - ay, acz = load(c[5]) - az;
-    const F4 apx = px - ax, apy = py - ay, apz = pz - az;
-
-    const F4 d1 = abx * apx + aby * apy + abz * apz;
-    const F4 d2 = acx * apx + acy * apy + acz * apz;
-    const F4 e00 = abx * abx + aby * aby + abz * abz;
-    const F4 e01 = abx * acx + aby * acy + abz * acz;
-    const F4 e11 = acx * acx + acy * acy + acz * acz;
-    const F4 d3 = d1 - e00; // AB . (P - B)
-    const F4 d4 = d2 - e01; // AC . (P - B)
-    const F4 d5 = d1 - e01; // AB . (P - C)
-    const F4 d6 = d2 - e11; // AC . (P - C)
-    const F4 va = d3 * d6 - d5 * d4;
-    const F4 vb = d5 * d2 - d1 * d6;
-    const F4 vc = d1 * d4 - d3 * d2;
-    const F4 bcStart = d4 - d3, bcEnd = d5 - d6;
-
-    const F4 mA = (d1 <= zero) & (d2 <= zero);
-    const F4 mB = (d3 >= zero) & (d4 <= d3);
-    const F4 mAB = (vc <= zero) & (d1 >= zero) & (d3 <= zero);
-    const F4 mC = (d6 >= zero) & (d5 <= d6);
-    const F4 mAC = (vb <= zero) & (d2 >= zero) & (d6 <= zero);
-    const F4 mBC = (va <= zero) & (bcStart >= zero) & (bcEnd >= zero);
-    // Make the regions exclusive in test order.
-    F4 taken = mA | mB;
-    const F4 eAB = andNot(mAB, taken);
-    taken = taken | mAB;
-    const F4 eC = andNot(mC, taken);
-    taken = taken | mC;
-    const F4 eAC = andNot(mAC, taken);
-    taken = taken | mAC;
-    const F4 eBC = andNot(mBC, taken);
-
-    // One division pair serves whichever of face and edges applies.
-    const F4 sum = va + vb + vc;
-    F4 ns = select(eBC, bcEnd, vb), nt = select(eBC, bcStart, vc), den = select(eBC, bcStart + bcEnd, sum);
-    ns = select(eAC, zero, ns);
-    nt = select(eAC, d2, nt);
-    den = select(eAC, d2 - d6, den);
-    ns = select(eAB, d1, ns);
-    nt = select(eAB, zero, nt);
-    den = select(eAB, d1 - d3, den);
-    den = vmax(den, tiny);
-    const F4 inv = one / den;
-    F4 s = clamp01(ns * inv), t = clamp01(nt * inv);
-    // Keep the point on the triangle: rounding can push a face answer just past edge BC.
-    const F4 st = s + t;
-    const F4 over = st > one;
-    s = select(over, s / st, s);
-    t = select(over, t / st, t);
-    s = select(eC, zero, s);
-    t = select(eC, one, t);
-    s = select(mB, one, s);
-    t = select(mB, zero, t);
-    s = select(mA, zero, s);
-    t = select(mA, zero, t);
-    const F4 d = distance2(apx, apy, apz, abx, aby, abz, acx, acy, acz, s, t);
-
-    // (Padding lanes hold NaN and fail every comparison: no bounds, never refined.)
-    const F4 area = e00 * e11 - e01 * e01;    // |AB x AC|^2
-    const F4 ebc = (e00 + e11) - (e01 + e01); // |BC|^2
-    const F4 longest = vmax(vmax(e00, e11), ebc);
-    const F4 small = splat(kSmallest), large = splat(kLargest);
-    // (A fat triangle has every squared edge above 2^-10 longest, so no product below
-    // underflows.)
-    const F4 ranged = (longest >= small) & (longest <= large) & (d <= large);
-    const F4 squat = longest * longest; // area / squat is about the sin^2 of the smallest angle
-    const F4 fat = ranged & (area > splat(kThin) * squat);
-    const F4 scale = d + longest;
-    const F4 lo = d - splat(kLowMargin) * (one + squat * reciprocal(vmax(area, tiny))) * scale;
-    const F4 hi = d + splat(kHighMargin) * scale;
-    return {select(fat, lo, boxD2), select(ranged, hi, splat(kInf)), bits(fat)};
-}
 
 // ---------------------------------------------------------------------------------------------
 // Pruning. A box (of a node or a triangle) is skipped when its float distance exceeds the
@@ -788,149 +688,95 @@ void KTriMeshDistTree::set(const KTriMesh& mesh) {
     m_data = data;
 }
 
+namespace {
+
+// The walk on four lanes: one block at a time, on any processor.
+namespace Four {
+using V = F4;
+const int kGroup = 1;
+inline F4 splatLanes(float f) { return splat(f); }
+inline F4 loadRow(const Block* const (&g)[1], int row) { return load(g[0]->c[row]); }
+inline void storeLanes(float* out, F4 v) { store(out, v); }
+#include "tree/KTriMeshDistTreeWalk.inl"
+} // namespace Four
+
+} // namespace
+
+#if KELNO_TREE_AVX2
+// The walk on eight lanes: two blocks side by side, compiled for AVX2 and run only where the
+// processor has it. The lanes run the same IEEE operations as the four-lane walk (no fused
+// multiply-add), and either way the answer is the exact one, so both give the same results.
+#if defined(__clang__)
+#pragma clang attribute push(__attribute__((target("avx2"))), apply_to = function)
+#else
+#pragma GCC push_options
+#pragma GCC target("avx2")
+#endif
+namespace {
+namespace Eight {
+struct F8 {
+    __m256 v;
+};
+inline F8 splatLanes(float f) { return {_mm256_set1_ps(f)}; }
+inline F8 loadRow(const Block* const (&g)[2], int row) {
+    return {_mm256_insertf128_ps(_mm256_castps128_ps256(_mm_load_ps(g[0]->c[row])), _mm_load_ps(g[1]->c[row]),
+                                 1)};
+}
+inline void storeLanes(float* out, F8 v) { _mm256_storeu_ps(out, v.v); }
+inline F8 operator+(F8 a, F8 b) { return {_mm256_add_ps(a.v, b.v)}; }
+inline F8 operator-(F8 a, F8 b) { return {_mm256_sub_ps(a.v, b.v)}; }
+inline F8 operator*(F8 a, F8 b) { return {_mm256_mul_ps(a.v, b.v)}; }
+inline F8 operator/(F8 a, F8 b) { return {_mm256_div_ps(a.v, b.v)}; }
+inline F8 vmin(F8 a, F8 b) { return {_mm256_min_ps(a.v, b.v)}; }
+inline F8 vmax(F8 a, F8 b) { return {_mm256_max_ps(a.v, b.v)}; }
+inline F8 reciprocal(F8 a) { return {_mm256_rcp_ps(a.v)}; }
+inline F8 operator<=(F8 a, F8 b) { return {_mm256_cmp_ps(a.v, b.v, _CMP_LE_OQ)}; }
+inline F8 operator>=(F8 a, F8 b) { return {_mm256_cmp_ps(a.v, b.v, _CMP_GE_OQ)}; }
+inline F8 operator>(F8 a, F8 b) { return {_mm256_cmp_ps(a.v, b.v, _CMP_GT_OQ)}; }
+inline F8 operator&(F8 a, F8 b) { return {_mm256_and_ps(a.v, b.v)}; }
+inline F8 operator|(F8 a, F8 b) { return {_mm256_or_ps(a.v, b.v)}; }
+inline F8 andNot(F8 a, F8 b) { return {_mm256_andnot_ps(b.v, a.v)}; } // a & ~b
+inline F8 select(F8 mask, F8 a, F8 b) { return {_mm256_blendv_ps(b.v, a.v, mask.v)}; }
+inline int bits(F8 mask) { return _mm256_movemask_ps(mask.v); }
+inline F8 clamp01(F8 a) { return vmin(vmax(a, splatLanes(0.0f)), splatLanes(1.0f)); }
+inline float smallest(F8 a) {
+    return smallest(F4{_mm_min_ps(_mm256_castps256_ps128(a.v), _mm256_extractf128_ps(a.v, 1))});
+}
+using V = F8;
+const int kGroup = 2;
+#include "tree/KTriMeshDistTreeWalk.inl"
+} // namespace Eight
+} // namespace
+#if defined(__clang__)
+#pragma clang attribute pop
+#else
+#pragma GCC pop_options
+#endif
+#endif
+
+bool KTriMeshDistTree::Data::eightLanes() {
+#if KELNO_TREE_AVX2
+    static const bool avx2 = [] {
+        __builtin_cpu_init();
+        return __builtin_cpu_supports("avx2") != 0;
+    }();
+    return avx2;
+#else
+    return false;
+#endif
+}
+
 int KTriMeshDistTree::Data::closest(const KVector& p, float maxDistance, double& s, double& t,
-                                    const Block*& bestBlock, int& bestLane) const {
+                                    const Block*& block, int& lane, Lanes lanes) const {
     if (triangleCount == 0 || !(maxDistance >= 0.0f) || !finite(p))
         return -1;
-    // bound: an upper bound of the final answer (the limit, the float bounds of the triangles
-    // seen and the exact values so far); best: the smallest exact value so far. Triangles that
-    // may come within the bound wait in `list` and get their exact value at the end, when the
-    // bound is tightest, so that usually only the winner and its ties are computed exactly.
-    double best = static_cast<double>(maxDistance) * maxDistance;
-    float bound = roundUp(best);
-    int bestId = -1;
-    float prune = pruneBound(bound);
-    const F4 px = splat(p.x), py = splat(p.y), pz = splat(p.z);
-    const F4 zero = splat(0.0f);
-    const D3 q{p.x, p.y, p.z};
-
-    struct Candidate {
-        float lo;
-        const Block* block;
-        int lane;
-        bool fat;
-    };
-    const int kPending = 32;
-    Candidate list[kPending]; // settled before four more could overflow it
-    int pending = 0;
-    // The exact value of one waiting triangle, kept when it beats the best or ties it with a
-    // higher index.
-    auto exact = [&](const Candidate& c) {
-        const Block& blk = *c.block;
-        const int lane = c.lane;
-        const TriangleAnswer r = closestExact(q, cornerOf(blk.c, 0, lane), cornerOf(blk.c, 1, lane),
-                                              cornerOf(blk.c, 2, lane), c.fat);
-        if (r.d2 < best || (r.d2 == best && blk.id[lane] > bestId)) {
-            best = r.d2;
-            bestId = blk.id[lane];
-            s = r.s;
-            t = r.t;
-            bestBlock = &blk;
-            bestLane = lane;
-            bound = std::min(bound, roundUp(best));
-            prune = pruneBound(bound);
-        }
-    };
-    // The nearest lower bound first (nearly always the winner, so the others then face the
-    // tightest bound), then the rest in turn; returns the number left waiting (none).
-    auto settle = [&](int count) {
-        int nearest = 0;
-        for (int i = 1; i < count; ++i)
-            if (list[i].lo < list[nearest].lo)
-                nearest = i;
-        if (count > 0 && list[nearest].lo <= prune)
-            exact(list[nearest]);
-        for (int i = 0; i < count; ++i)
-            if (i != nearest && list[i].lo <= prune)
-                exact(list[i]);
-        return 0;
-    };
-
-    // Stack entries: (bits of the box distance + 1) << 32 | child reference, so that entries
-    // order like their distances; 0 marks a child that is not near enough.
-    std::uint64_t stack[256];
-    int sp = 0;
-    int ref = root;
-    for (;;) {
-        if (!isLeaf(ref)) {
-            const Node& n = nodes[static_cast<std::size_t>(ref)];
-            const F4 dx = vmax(vmax(load(n.b[0]) - px, px - load(n.b[3])), zero);
-            const F4 dy = vmax(vmax(load(n.b[1]) - py, py - load(n.b[4])), zero);
-            const F4 dz = vmax(vmax(load(n.b[2]) - pz, pz - load(n.b[5])), zero);
-            const F4 d2 = dx * dx + dy * dy + dz * dz;
-            const int hit = bits(d2 <= splat(prune)) & n.valid;
-            if (hit) {
-                // The children near enough go on the stack farthest first, without a branch
-                // per child (their order is data, and branches on it are mispredicted): a
-                // sorting network on the keys, all four written, the stack grown by the count.
-                alignas(16) std::uint32_t dist[4];
-                store(reinterpret_cast<float*>(dist), d2);
-                std::uint64_t key[4];
-                for (int c = 0; c < 4; ++c) {
-                    const std::uint64_t taken = 0 - static_cast<std::uint64_t>((hit >> c) & 1);
-                    key[c] = taken & (((static_cast<std::uint64_t>(dist[c]) + 1) << 32) |
-                                      static_cast<std::uint32_t>(n.child[c]));
-                }
-                sortDescending(key);
-                for (int c = 0; c < 4; ++c) {
-                    stack[sp + c] = key[c];
-                    _prefetch(static_cast<int>(static_cast<std::uint32_t>(key[c])));
-                }
-                sp += popCount(hit) - 1;
-                ref = static_cast<int>(static_cast<std::uint32_t>(stack[sp]));
-                continue;
-            }
-        } else {
-            const int first = leafFirst(ref), blockCount = leafCount(ref);
-            for (int b = 0; b < blockCount; ++b) {
-                const Block& blk = blocks[static_cast<std::size_t>(first + b)];
-                // The boxes of the four triangles first: most blocks of a leaf that is near
-                // enough hold no triangle that is. (Zero first: padding lanes stay NaN.)
-                F4 boxD2 = zero;
-                for (int a = 0; a < 3; ++a) {
-                    const F4 c0 = load(blk.c[a]), c1 = load(blk.c[3 + a]), c2 = load(blk.c[6 + a]);
-                    const F4 r = a == 0 ? px : (a == 1 ? py : pz);
-                    const F4 d = vmax(zero, vmax(vmin(vmin(c0, c1), c2) - r, r - vmax(vmax(c0, c1), c2)));
-                    boxD2 = boxD2 + d * d;
-                }
-                if (!bits(boxD2 <= splat(prune)))
-                    continue;
-                const LaneBounds lb = boundsOnBlock(blk.c, px, py, pz, boxD2);
-                const float hi = smallest(lb.hi);
-                if (hi < bound) {
-                    bound = hi;
-                    prune = pruneBound(bound);
-                }
-                const int cand = bits(lb.lo <= splat(prune));
-                if (!cand)
-                    continue;
-                alignas(16) float lo[4];
-                store(lo, lb.lo);
-                // All four written, the count grown by the lanes that wait (no branch per lane).
-                if (pending > kPending - 4)
-                    pending = settle(pending);
-                for (int lane = 0; lane < 4; ++lane) {
-                    list[pending] = Candidate{lo[lane], &blk, lane, ((lb.fat >> lane) & 1) != 0};
-                    pending += (cand >> lane) & 1;
-                }
-            }
-        }
-        // Next entry that is still near enough.
-        for (;;) {
-            if (sp == 0) {
-                settle(pending);
-                return bestId;
-            }
-            const std::uint64_t e = stack[--sp];
-            const std::uint32_t d2 = static_cast<std::uint32_t>(e >> 32) - 1;
-            float distance;
-            std::memcpy(&distance, &d2, sizeof distance);
-            if (distance <= prune) {
-                ref = static_cast<int>(static_cast<std::uint32_t>(e));
-                break;
-            }
-        }
-    }
+#if KELNO_TREE_AVX2
+    if (lanes == Lanes::Widest && eightLanes())
+        return Eight::closestWalk(*this, p, maxDistance, s, t, block, lane);
+#else
+    (void)lanes;
+#endif
+    return Four::closestWalk(*this, p, maxDistance, s, t, block, lane);
 }
 
 void KTriMeshDistTree::Data::boxQuery(const KBoundingBox& q, KIntArray& out) const {

@@ -259,7 +259,8 @@ struct KTriMeshDistTree::Data {
             reinterpret_cast<std::uintptr_t>(blocks.data()) +
             static_cast<std::uintptr_t>(static_cast<std::uint32_t>(TreeDetail::leafFirst(ref))) *
                 sizeof(TreeDetail::Block);
-        const char* at = reinterpret_cast<const char*>(TreeDetail::isLeaf(ref) ? leaf : node);
+        const std::uintptr_t leafMask = static_cast<std::uintptr_t>(static_cast<std::intptr_t>(ref >> 31));
+        const char* at = reinterpret_cast<const char*>((leaf & leafMask) | (node & ~leafMask));
         _mm_prefetch(at, _MM_HINT_T0);
         _mm_prefetch(at + 64, _MM_HINT_T0);
         _mm_prefetch(at + 128, _MM_HINT_T0);
@@ -268,10 +269,15 @@ struct KTriMeshDistTree::Data {
 #endif
     }
 
+    // The lanes the closest-point walk tests triangles in: the widest the processor runs
+    // (eight, two blocks side by side, where it has AVX2), or four (one block) on any.
+    enum class Lanes { Widest, Four };
+    // Whether Lanes::Widest runs eight lanes on this processor.
+    static bool eightLanes();
     // The index of the nearest triangle within maxDistance (-1 for none), its weights and the
-    // block and lane that hold it.
+    // block and lane that hold it. The answer is the same whichever lanes test the triangles.
     int closest(const KVector& p, float maxDistance, double& s, double& t, const TreeDetail::Block*& block,
-                int& lane) const;
+                int& lane, Lanes lanes = Lanes::Widest) const;
     void boxQuery(const KBoundingBox& box, KIntArray& out) const;
 
     // Walks the nodes whose boxes overlap the box lo..hi (each axis splatted over four lanes;

@@ -1,4 +1,5 @@
 #include <kelno/KTriMeshDistTree.h>
+#include <kelno/tree/KTriMeshDistTreeData.h>
 
 #include "support/KTestData.h"
 #include "support/KTestMeshes.h"
@@ -302,6 +303,47 @@ TEST(KTriMeshDistTree, MeshesMatchTheReferenceAndEveryBuildAgrees) {
         for (const auto& params : {std::make_pair(1, 4), std::make_pair(16, 64)}) {
             SCOPED_TRACE(testing::Message() << "mesh " << i << " build " << params.first);
             expectSameAnswers(tree, Tree(m, params.first, params.second), pts);
+        }
+    }
+}
+
+TEST(KTriMeshDistTree, FourAndEightLanesGiveTheSameAnswers) {
+    // The eight-lane walk pairs blocks across leaves (a leaf's last block may wait for the next
+    // leaf's); the four-lane walk takes them one at a time. Both must give the same triangle,
+    // weights, block and lane, whatever the shape, the scale, the limit and the tree's size.
+    using Data = KTriMeshDistTree::Data;
+    if (!Data::eightLanes()) {
+        GTEST_SKIP() << "this processor has no AVX2: only the four-lane walk runs";
+    }
+    std::vector<KTriMesh> meshes = {
+        makeTriangleSoup(3000, 0.05f, 1), makeTorus(60, 30), subdivideMidpoint(makeCube()),
+        shapeSoup(kShapes[0], 1, 1.0f, KVector(), 1), shapeSoup(kShapes[0], 5, 1.0f, KVector(), 2)};
+    unsigned seed = 40;
+    for (const Shape& shape : kShapes)
+        for (float scale : {1e-10f, 1.0f, 1e10f})
+            meshes.push_back(shapeSoup(shape, 60, scale, KVector(3, -2, 1) * scale, ++seed));
+    for (std::size_t i = 0; i < meshes.size(); ++i) {
+        const KTriMesh& m = meshes[i];
+        const Tree tree(m, 10, 10);
+        std::vector<KVector> pts = queryPoints(m, 300, static_cast<unsigned>(i) + 7, 0.3f);
+        const std::vector<KVector> onSurface = surfacePoints(m, 100, static_cast<unsigned>(i));
+        pts.insert(pts.end(), onSurface.begin(), onSurface.end());
+        const float size = m.boundingBox(true).size().length();
+        for (float limit : {1e30f, 0.02f * size}) {
+            for (const KVector& p : pts) {
+                double s[2] = {-1, -1}, t[2] = {-1, -1};
+                const TreeDetail::Block* block[2] = {nullptr, nullptr};
+                int lane[2] = {-1, -1};
+                const int eight =
+                    tree.data()->closest(p, limit, s[0], t[0], block[0], lane[0], Data::Lanes::Widest);
+                const int four =
+                    tree.data()->closest(p, limit, s[1], t[1], block[1], lane[1], Data::Lanes::Four);
+                ASSERT_EQ(eight, four)
+                    << "mesh " << i << " limit " << limit << " at " << p.x << " " << p.y << " " << p.z;
+                if (four >= 0)
+                    ASSERT_TRUE(s[0] == s[1] && t[0] == t[1] && block[0] == block[1] && lane[0] == lane[1])
+                        << "mesh " << i;
+            }
         }
     }
 }
