@@ -3,10 +3,16 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <new>
 #include <vector>
+
+#if defined(__linux__)
+#include <stdlib.h>
+#include <sys/mman.h>
+#endif
 
 #include "tree/KTriMeshDistTreeData.h"
 
@@ -19,6 +25,55 @@
 #endif
 
 namespace Kelno {
+
+namespace TreeDetail {
+
+namespace {
+
+// Blocks at least this large are aligned to it and offered as huge pages.
+const std::size_t kHugePage = std::size_t(2) << 20;
+
+bool hugePages(std::size_t bytes) {
+#if defined(__linux__) && defined(MADV_HUGEPAGE)
+    return bytes >= kHugePage;
+#else
+    (void)bytes;
+    return false;
+#endif
+}
+
+} // namespace
+
+void* allocateLarge(std::size_t bytes) {
+#if defined(__linux__) && defined(MADV_HUGEPAGE)
+    if (hugePages(bytes)) {
+        void* p = nullptr;
+        if (posix_memalign(&p, kHugePage, bytes) != 0)
+            throw std::bad_alloc();
+        madvise(p, (bytes + kHugePage - 1) & ~(kHugePage - 1), MADV_HUGEPAGE); // a hint only
+        return p;
+    }
+#endif
+    // Otherwise the start of the block is kept just before the aligned pointer.
+    void* raw = std::malloc(bytes + 64 + sizeof(void*));
+    if (!raw)
+        throw std::bad_alloc();
+    const std::uintptr_t a =
+        (reinterpret_cast<std::uintptr_t>(raw) + sizeof(void*) + 63) & ~std::uintptr_t(63);
+    reinterpret_cast<void**>(a)[-1] = raw;
+    return reinterpret_cast<void*>(a);
+}
+
+void freeLarge(void* p, std::size_t bytes) {
+    if (!p)
+        return;
+    if (hugePages(bytes))
+        std::free(p);
+    else
+        std::free(static_cast<void**>(p)[-1]);
+}
+
+} // namespace TreeDetail
 
 using namespace TreeDetail;
 
@@ -643,7 +698,8 @@ void KTriMeshDistTree::set(const KTriMesh& mesh) {
         return;
     }
 
-    std::vector<PrimRef> prims(static_cast<std::size_t>(count));
+    AlignedArray<PrimRef> prims;
+    prims.allocate(static_cast<std::size_t>(count));
     {
         int i = 0;
         for (int t = 0; t < nt; ++t) {
@@ -667,8 +723,9 @@ void KTriMeshDistTree::set(const KTriMesh& mesh) {
 
     // At most 2n - 1 binary nodes; the array is left uninitialised so untouched slots cost no
     // memory pages.
-    std::unique_ptr<BuildNode[]> binary(new BuildNode[2 * static_cast<std::size_t>(count)]);
-    Builder builder(prims.data(), binary.get(), m_maxLeafSize, m_binCount);
+    AlignedArray<BuildNode> binary;
+    binary.allocate(2 * static_cast<std::size_t>(count));
+    Builder builder(prims.data(), binary.data(), m_maxLeafSize, m_binCount);
 #pragma omp parallel if (count >= kParallelBuild)
 #pragma omp single
     builder.build(0, 0, count, 0, boundsOf(prims.data(), 0, count));
@@ -677,7 +734,7 @@ void KTriMeshDistTree::set(const KTriMesh& mesh) {
     data->nodes.allocate(static_cast<std::size_t>(count));
     data->blocks.allocate(static_cast<std::size_t>(count));
     data->vertices.allocate(static_cast<std::size_t>(count));
-    Collapser collapser(binary.get(), prims.data(), mesh, data->nodes.data(), data->blocks.data(),
+    Collapser collapser(binary.data(), prims.data(), mesh, data->nodes.data(), data->blocks.data(),
                         data->vertices.data());
     data->root = collapser.emit(0);
     data->nodeCount = collapser.nodeCount();
