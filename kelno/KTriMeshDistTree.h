@@ -2,7 +2,9 @@
 //
 // Owns KTriMeshDistTree: a bounding volume hierarchy (4 boxes per node, single-precision boxes,
 // triangles packed four to a block) built once over a copy of the mesh's triangle corners and
-// vertex indices; about 70 bytes per triangle in all.
+// vertex indices; about 70 bytes per triangle in all. Queries test the triangles of two blocks
+// at once where the processor has AVX2 (found at run time) and one block at a time elsewhere,
+// with the same answers either way.
 // The tree does not refer to the mesh after set(): changing or destroying the mesh later does
 // not affect it (rebuild with set() to follow a changed mesh). The built data is immutable and
 // shared between copies of a tree, so copying a tree is cheap.
