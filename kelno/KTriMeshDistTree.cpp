@@ -280,13 +280,6 @@ inline void grow(RangeBounds& b, F4 lo, F4 hi, F4 c) {
     b.chi = vmax(b.chi, c);
 }
 
-inline void grow(RangeBounds& b, const RangeBounds& o) {
-    b.lo = vmin(b.lo, o.lo);
-    b.hi = vmax(b.hi, o.hi);
-    b.clo = vmin(b.clo, o.clo);
-    b.chi = vmax(b.chi, o.chi);
-}
-
 RangeBounds boundsOf(const PrimRef* prims, int begin, int count) {
     const F4 mask = lowerThree();
     RangeBounds b = emptyBounds();
