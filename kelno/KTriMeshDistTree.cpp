@@ -16,12 +16,13 @@
 
 #include "tree/KTriMeshDistTreeData.h"
 
-// An eight-lane walk for processors with AVX2, chosen at run time (GCC and Clang on x86).
+// Eight- and sixteen-lane walks for processors with AVX2 and AVX-512, chosen at run time (GCC
+// and Clang on x86).
 #if KELNO_TREE_SSE && (defined(__GNUC__) || defined(__clang__)) && (defined(__x86_64__) || defined(__i386__))
-#define KELNO_TREE_AVX2 1
+#define KELNO_TREE_WIDE 1
 #include <immintrin.h>
 #else
-#define KELNO_TREE_AVX2 0
+#define KELNO_TREE_WIDE 0
 #endif
 
 namespace Kelno {
@@ -743,6 +744,7 @@ namespace {
 // The walk on four lanes: one block at a time, on any processor.
 namespace Four {
 using V = F4;
+using M = F4;
 const int kGroup = 1;
 inline F4 splatLanes(float f) { return splat(f); }
 inline F4 loadRow(const Block* const (&g)[1], int row) { return load(g[0]->c[row]); }
@@ -752,10 +754,11 @@ inline void storeLanes(float* out, F4 v) { store(out, v); }
 
 } // namespace
 
-#if KELNO_TREE_AVX2
-// The walk on eight lanes: two blocks side by side, compiled for AVX2 and run only where the
-// processor has it. The lanes run the same IEEE operations as the four-lane walk (no fused
-// multiply-add), and either way the answer is the exact one, so both give the same results.
+#if KELNO_TREE_WIDE
+// The walk on eight lanes (two blocks side by side, AVX2) and on sixteen (four blocks, AVX-512),
+// each compiled for its instruction set and run only where the processor has it. The lanes run
+// the same IEEE operations as the four-lane walk (no fused multiply-add), and either way the
+// answer is the exact one, so all give the same results.
 #if defined(__clang__)
 #pragma clang attribute push(__attribute__((target("avx2"))), apply_to = function)
 #else
@@ -793,9 +796,66 @@ inline float smallest(F8 a) {
     return smallest(F4{_mm_min_ps(_mm256_castps256_ps128(a.v), _mm256_extractf128_ps(a.v, 1))});
 }
 using V = F8;
+using M = F8;
 const int kGroup = 2;
 #include "tree/KTriMeshDistTreeWalk.inl"
 } // namespace Eight
+} // namespace
+#if defined(__clang__)
+#pragma clang attribute pop
+#pragma clang attribute push(__attribute__((target("avx512f"))), apply_to = function)
+#else
+#pragma GCC pop_options
+#pragma GCC push_options
+#pragma GCC target("avx512f")
+#endif
+namespace {
+namespace Sixteen {
+struct F16 {
+    __m512 v;
+};
+struct M16 {
+    __mmask16 k;
+};
+// (The zero-masked forms throughout: GCC 12's plain forms of several of these read an undefined
+// source operand and trip its uninitialised-value warnings.)
+const __mmask16 kAll = 0xffff;
+inline F16 splatLanes(float f) { return {_mm512_set1_ps(f)}; }
+inline F16 loadRow(const Block* const (&g)[4], int row) {
+    __m512 v = _mm512_maskz_broadcast_f32x4(kAll, _mm_load_ps(g[0]->c[row]));
+    v = _mm512_maskz_insertf32x4(kAll, v, _mm_load_ps(g[1]->c[row]), 1);
+    v = _mm512_maskz_insertf32x4(kAll, v, _mm_load_ps(g[2]->c[row]), 2);
+    return {_mm512_maskz_insertf32x4(kAll, v, _mm_load_ps(g[3]->c[row]), 3)};
+}
+inline void storeLanes(float* out, F16 v) { _mm512_storeu_ps(out, v.v); }
+inline F16 operator+(F16 a, F16 b) { return {_mm512_add_ps(a.v, b.v)}; }
+inline F16 operator-(F16 a, F16 b) { return {_mm512_sub_ps(a.v, b.v)}; }
+inline F16 operator*(F16 a, F16 b) { return {_mm512_mul_ps(a.v, b.v)}; }
+inline F16 operator/(F16 a, F16 b) { return {_mm512_div_ps(a.v, b.v)}; }
+inline F16 vmin(F16 a, F16 b) { return {_mm512_maskz_min_ps(kAll, a.v, b.v)}; }
+inline F16 vmax(F16 a, F16 b) { return {_mm512_maskz_max_ps(kAll, a.v, b.v)}; }
+inline F16 reciprocal(F16 a) { return {_mm512_maskz_rcp14_ps(kAll, a.v)}; }
+inline M16 operator<=(F16 a, F16 b) { return {_mm512_cmp_ps_mask(a.v, b.v, _CMP_LE_OQ)}; }
+inline M16 operator>=(F16 a, F16 b) { return {_mm512_cmp_ps_mask(a.v, b.v, _CMP_GE_OQ)}; }
+inline M16 operator>(F16 a, F16 b) { return {_mm512_cmp_ps_mask(a.v, b.v, _CMP_GT_OQ)}; }
+inline M16 operator&(M16 a, M16 b) { return {static_cast<__mmask16>(a.k & b.k)}; }
+inline M16 operator|(M16 a, M16 b) { return {static_cast<__mmask16>(a.k | b.k)}; }
+inline M16 andNot(M16 a, M16 b) { return {static_cast<__mmask16>(a.k & ~b.k)}; } // a & ~b
+inline F16 select(M16 mask, F16 a, F16 b) { return {_mm512_mask_blend_ps(mask.k, b.v, a.v)}; }
+inline int bits(M16 mask) { return mask.k; }
+inline F16 clamp01(F16 a) { return vmin(vmax(a, splatLanes(0.0f)), splatLanes(1.0f)); }
+inline float smallest(F16 a) {
+    const __m128 lo =
+        _mm_min_ps(_mm512_maskz_extractf32x4_ps(0xf, a.v, 0), _mm512_maskz_extractf32x4_ps(0xf, a.v, 1));
+    const __m128 hi =
+        _mm_min_ps(_mm512_maskz_extractf32x4_ps(0xf, a.v, 2), _mm512_maskz_extractf32x4_ps(0xf, a.v, 3));
+    return smallest(F4{_mm_min_ps(lo, hi)});
+}
+using V = F16;
+using M = M16;
+const int kGroup = 4;
+#include "tree/KTriMeshDistTreeWalk.inl"
+} // namespace Sixteen
 } // namespace
 #if defined(__clang__)
 #pragma clang attribute pop
@@ -804,27 +864,61 @@ const int kGroup = 2;
 #endif
 #endif
 
-bool KTriMeshDistTree::Data::eightLanes() {
-#if KELNO_TREE_AVX2
-    static const bool avx2 = [] {
-        __builtin_cpu_init();
+namespace {
+
+// Whether the processor (and the system, which must save the wider registers) runs the lanes.
+bool processorRuns(KTriMeshDistTree::Data::Lanes lanes) {
+    using Lanes = KTriMeshDistTree::Data::Lanes;
+#if KELNO_TREE_WIDE
+    __builtin_cpu_init();
+    if (lanes == Lanes::Sixteen)
+        return __builtin_cpu_supports("avx512f") != 0;
+    if (lanes == Lanes::Eight)
         return __builtin_cpu_supports("avx2") != 0;
-    }();
-    return avx2;
-#else
-    return false;
 #endif
+    return lanes == Lanes::Four;
+}
+
+} // namespace
+
+bool KTriMeshDistTree::Data::runs(Lanes lanes) {
+    static const bool eight = processorRuns(Lanes::Eight), sixteen = processorRuns(Lanes::Sixteen);
+    switch (lanes) {
+    case Lanes::Widest:
+    case Lanes::Four:
+        return true;
+    case Lanes::Eight:
+        return eight;
+    case Lanes::Sixteen:
+        return sixteen;
+    }
+    return false;
+}
+
+KTriMeshDistTree::Data::Lanes KTriMeshDistTree::Data::widestLanes() {
+    static const Lanes widest = [] {
+        const char* cap = std::getenv("KELNO_TREE_LANES");
+        const int most = cap && std::strcmp(cap, "4") == 0 ? 4 : (cap && std::strcmp(cap, "8") == 0 ? 8 : 16);
+        if (most >= 16 && runs(Lanes::Sixteen))
+            return Lanes::Sixteen;
+        if (most >= 8 && runs(Lanes::Eight))
+            return Lanes::Eight;
+        return Lanes::Four;
+    }();
+    return widest;
 }
 
 int KTriMeshDistTree::Data::closest(const KVector& p, float maxDistance, double& s, double& t,
                                     const Block*& block, int& lane, Lanes lanes) const {
     if (triangleCount == 0 || !(maxDistance >= 0.0f) || !finite(p))
         return -1;
-#if KELNO_TREE_AVX2
-    if (lanes == Lanes::Widest && eightLanes())
+    if (lanes == Lanes::Widest || !runs(lanes))
+        lanes = widestLanes();
+#if KELNO_TREE_WIDE
+    if (lanes == Lanes::Sixteen)
+        return Sixteen::closestWalk(*this, p, maxDistance, s, t, block, lane);
+    if (lanes == Lanes::Eight)
         return Eight::closestWalk(*this, p, maxDistance, s, t, block, lane);
-#else
-    (void)lanes;
 #endif
     return Four::closestWalk(*this, p, maxDistance, s, t, block, lane);
 }

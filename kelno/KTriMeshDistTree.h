@@ -2,9 +2,10 @@
 //
 // Owns KTriMeshDistTree: a bounding volume hierarchy (4 boxes per node, single-precision boxes,
 // triangles packed four to a block) built once over a copy of the mesh's triangle corners and
-// vertex indices; about 70 bytes per triangle in all. Queries test the triangles of two blocks
-// at once where the processor has AVX2 (found at run time) and one block at a time elsewhere,
-// with the same answers either way.
+// vertex indices; about 70 bytes per triangle in all. Queries test the triangles of four
+// blocks at once where the processor has AVX-512, two with AVX2 (found at run time; the
+// environment variable KELNO_TREE_LANES=8 or 4 caps this) and one elsewhere, with the same
+// answers either way.
 // The tree does not refer to the mesh after set(): changing or destroying the mesh later does
 // not affect it (rebuild with set() to follow a changed mesh). The built data is immutable and
 // shared between copies of a tree, so copying a tree is cheap.

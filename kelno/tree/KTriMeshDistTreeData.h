@@ -280,13 +280,18 @@ struct KTriMeshDistTree::Data {
 #endif
     }
 
-    // The lanes the closest-point walk tests triangles in: the widest the processor runs
-    // (eight, two blocks side by side, where it has AVX2), or four (one block) on any.
-    enum class Lanes { Widest, Four };
-    // Whether Lanes::Widest runs eight lanes on this processor.
-    static bool eightLanes();
+    // The lanes the closest-point walk tests triangles in: four (one block at a time) on any
+    // processor, eight (two blocks side by side) with AVX2, sixteen (four blocks) with AVX-512.
+    // Widest is the widest the processor runs, capped by the environment variable
+    // KELNO_TREE_LANES (4 or 8) when it is set, read once.
+    enum class Lanes { Widest, Four, Eight, Sixteen };
+    // Whether the processor runs `lanes` (Widest and Four: always).
+    static bool runs(Lanes lanes);
+    // What Widest stands for in this process.
+    static Lanes widestLanes();
     // The index of the nearest triangle within maxDistance (-1 for none), its weights and the
-    // block and lane that hold it. The answer is the same whichever lanes test the triangles.
+    // block and lane that hold it, found with `lanes` (the widest where the processor does not
+    // run them). The answer is the same whichever lanes test the triangles.
     int closest(const KVector& p, float maxDistance, double& s, double& t, const TreeDetail::Block*& block,
                 int& lane, Lanes lanes = Lanes::Widest) const;
     void boxQuery(const KBoundingBox& box, KIntArray& out) const;

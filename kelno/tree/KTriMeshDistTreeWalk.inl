@@ -1,14 +1,16 @@
 // The closest-point walk of KTriMeshDistTree, written once for any lane width.
 //
-// Not a header of its own: KTriMeshDistTree.cpp includes it twice, each time inside a namespace
-// of its own that first provides the lane type and its operations:
-//   V          the float lanes (F4, or F8 where the processor has AVX2), with + - * /, vmin,
-//              vmax, reciprocal, <= >= >, & | andNot, select, bits, clamp01 and smallest;
+// Not a header of its own: KTriMeshDistTree.cpp includes it once per lane width, each time
+// inside a namespace of its own that first provides the lane type and its operations:
+//   V          the float lanes (F4; F8 or F16 where the processor has AVX2 or AVX-512), with
+//              + - * /, vmin, vmax, reciprocal, <= >= > (giving an M), clamp01 and smallest;
+//   M          the lane masks, with & | andNot, select(mask, a, b) and bits;
 //   kGroup     blocks per lane group (a V holds 4 * kGroup triangles);
 //   splatLanes(f), loadRow(group, row) (row `row` of the blocks' corners side by side) and
 //              storeLanes(out, v).
-// The second copy sits in a region compiled for AVX2, so nothing here may be declared outside
-// the including namespace (that copy must never be called on a processor without AVX2).
+// The wider copies sit in regions compiled for their instruction sets, so nothing here may be
+// declared outside the including namespace (those copies must never run on a processor
+// without them).
 
 // ---------------------------------------------------------------------------------------------
 // Bounds on the distance of the triangles of a lane group at once, in floats.
@@ -64,21 +66,21 @@ boundsOnGroup(const Block* const (&g)[kGroup], V px, V py, V pz, V boxD2) {
     const V vc = d1 * d4 - d3 * d2;
     const V bcStart = d4 - d3, bcEnd = d5 - d6;
 
-    const V mA = (d1 <= zero) & (d2 <= zero);
-    const V mB = (d3 >= zero) & (d4 <= d3);
-    const V mAB = (vc <= zero) & (d1 >= zero) & (d3 <= zero);
-    const V mC = (d6 >= zero) & (d5 <= d6);
-    const V mAC = (vb <= zero) & (d2 >= zero) & (d6 <= zero);
-    const V mBC = (va <= zero) & (bcStart >= zero) & (bcEnd >= zero);
+    const M mA = (d1 <= zero) & (d2 <= zero);
+    const M mB = (d3 >= zero) & (d4 <= d3);
+    const M mAB = (vc <= zero) & (d1 >= zero) & (d3 <= zero);
+    const M mC = (d6 >= zero) & (d5 <= d6);
+    const M mAC = (vb <= zero) & (d2 >= zero) & (d6 <= zero);
+    const M mBC = (va <= zero) & (bcStart >= zero) & (bcEnd >= zero);
     // Make the regions exclusive in test order.
-    V taken = mA | mB;
-    const V eAB = andNot(mAB, taken);
+    M taken = mA | mB;
+    const M eAB = andNot(mAB, taken);
     taken = taken | mAB;
-    const V eC = andNot(mC, taken);
+    const M eC = andNot(mC, taken);
     taken = taken | mC;
-    const V eAC = andNot(mAC, taken);
+    const M eAC = andNot(mAC, taken);
     taken = taken | mAC;
-    const V eBC = andNot(mBC, taken);
+    const M eBC = andNot(mBC, taken);
 
     // One division pair serves whichever of face and edges applies.
     const V sum = va + vb + vc;
@@ -94,7 +96,7 @@ boundsOnGroup(const Block* const (&g)[kGroup], V px, V py, V pz, V boxD2) {
     V s = clamp01(ns * inv), t = clamp01(nt * inv);
     // Keep the point on the triangle: rounding can push a face answer just past edge BC.
     const V st = s + t;
-    const V over = st > one;
+    const M over = st > one;
     s = select(over, s / st, s);
     t = select(over, t / st, t);
     s = select(eC, zero, s);
@@ -112,9 +114,9 @@ boundsOnGroup(const Block* const (&g)[kGroup], V px, V py, V pz, V boxD2) {
     const V small = splatLanes(kSmallest), large = splatLanes(kLargest);
     // (A fat triangle has every squared edge above 2^-10 longest, so no product below
     // underflows.)
-    const V ranged = (longest >= small) & (longest <= large) & (d <= large);
+    const M ranged = (longest >= small) & (longest <= large) & (d <= large);
     const V squat = longest * longest; // area / squat is about the sin^2 of the smallest angle
-    const V fat = ranged & (area > splatLanes(kThin) * squat);
+    const M fat = ranged & (area > splatLanes(kThin) * squat);
     const V scale = d + longest;
     const V lo = d - splatLanes(kLowMargin) * (one + squat * reciprocal(vmax(area, tiny))) * scale;
     const V hi = d + splatLanes(kHighMargin) * scale;
@@ -123,7 +125,7 @@ boundsOnGroup(const Block* const (&g)[kGroup], V px, V py, V pz, V boxD2) {
 
 // ---------------------------------------------------------------------------------------------
 // The walk: nodes nearest first, the blocks of the leaves reached tested a lane group at a time
-// (with two blocks to a group, a leaf's block may wait for the next leaf's). Returns the index
+// (with several blocks to a group, a leaf's blocks may wait for the next leaves'). Returns the index
 // of the nearest triangle within maxDistance (-1 for none), its weights and the block and lane
 // that hold it.
 int closestWalk(const KTriMeshDistTree::Data& data, const KVector& p, float maxDistance, double& s, double& t,
@@ -189,7 +191,7 @@ int closestWalk(const KTriMeshDistTree::Data& data, const KVector& p, float maxD
     auto testGroup = [&](int used) {
         // The boxes of the triangles first: most blocks of a leaf that is near enough hold no
         // triangle that is. (Zero first: padding lanes stay NaN.)
-        const int lanes = (1 << (4 * used)) - 1;
+        const int lanes = static_cast<int>((1u << (4 * used)) - 1u);
         const V vzero = splatLanes(0.0f);
         V boxD2 = vzero;
         for (int a = 0; a < 3; ++a) {

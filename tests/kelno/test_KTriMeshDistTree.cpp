@@ -307,17 +307,25 @@ TEST(KTriMeshDistTree, MeshesMatchTheReferenceAndEveryBuildAgrees) {
     }
 }
 
-TEST(KTriMeshDistTree, FourAndEightLanesGiveTheSameAnswers) {
-    // The eight-lane walk pairs blocks across leaves (a leaf's last block may wait for the next
-    // leaf's); the four-lane walk takes them one at a time. Both must give the same triangle,
-    // weights, block and lane, whatever the shape, the scale, the limit and the tree's size.
+TEST(KTriMeshDistTree, EveryLaneWidthGivesTheSameAnswers) {
+    // The eight- and sixteen-lane walks group two or four blocks, across leaves (a leaf's last
+    // blocks may wait for the next leaf's); the four-lane walk takes them one at a time. All must
+    // give the same triangle, weights, block and lane, whatever the shape, the scale, the limit
+    // and the tree's size.
     using Data = KTriMeshDistTree::Data;
-    if (!Data::eightLanes()) {
-        GTEST_SKIP() << "this processor has no AVX2: only the four-lane walk runs";
+    std::vector<Data::Lanes> wide;
+    for (Data::Lanes lanes : {Data::Lanes::Eight, Data::Lanes::Sixteen})
+        if (Data::runs(lanes))
+            wide.push_back(lanes);
+    if (wide.empty()) {
+        GTEST_SKIP() << "this processor has neither AVX2 nor AVX-512: only the four-lane walk runs";
     }
-    std::vector<KTriMesh> meshes = {
-        makeTriangleSoup(3000, 0.05f, 1), makeTorus(60, 30), subdivideMidpoint(makeCube()),
-        shapeSoup(kShapes[0], 1, 1.0f, KVector(), 1), shapeSoup(kShapes[0], 5, 1.0f, KVector(), 2)};
+    std::vector<KTriMesh> meshes = {makeTriangleSoup(3000, 0.05f, 1),
+                                    makeTorus(60, 30),
+                                    subdivideMidpoint(makeCube()),
+                                    shapeSoup(kShapes[0], 1, 1.0f, KVector(), 1),
+                                    shapeSoup(kShapes[0], 5, 1.0f, KVector(), 2),
+                                    shapeSoup(kShapes[0], 13, 1.0f, KVector(), 3)};
     unsigned seed = 40;
     for (const Shape& shape : kShapes)
         for (float scale : {1e-10f, 1.0f, 1e10f})
@@ -331,18 +339,20 @@ TEST(KTriMeshDistTree, FourAndEightLanesGiveTheSameAnswers) {
         const float size = m.boundingBox(true).size().length();
         for (float limit : {1e30f, 0.02f * size}) {
             for (const KVector& p : pts) {
-                double s[2] = {-1, -1}, t[2] = {-1, -1};
-                const TreeDetail::Block* block[2] = {nullptr, nullptr};
-                int lane[2] = {-1, -1};
-                const int eight =
-                    tree.data()->closest(p, limit, s[0], t[0], block[0], lane[0], Data::Lanes::Widest);
-                const int four =
-                    tree.data()->closest(p, limit, s[1], t[1], block[1], lane[1], Data::Lanes::Four);
-                ASSERT_EQ(eight, four)
-                    << "mesh " << i << " limit " << limit << " at " << p.x << " " << p.y << " " << p.z;
-                const bool same =
-                    four < 0 || (s[0] == s[1] && t[0] == t[1] && block[0] == block[1] && lane[0] == lane[1]);
-                ASSERT_TRUE(same) << "mesh " << i;
+                double s4 = -1, t4 = -1;
+                const TreeDetail::Block* block4 = nullptr;
+                int lane4 = -1;
+                const int four = tree.data()->closest(p, limit, s4, t4, block4, lane4, Data::Lanes::Four);
+                for (Data::Lanes lanes : wide) {
+                    double s = -1, t = -1;
+                    const TreeDetail::Block* block = nullptr;
+                    int lane = -1;
+                    const int got = tree.data()->closest(p, limit, s, t, block, lane, lanes);
+                    ASSERT_EQ(got, four) << "mesh " << i << " lanes " << static_cast<int>(lanes) << " limit "
+                                         << limit << " at " << p.x << " " << p.y << " " << p.z;
+                    const bool same = four < 0 || (s == s4 && t == t4 && block == block4 && lane == lane4);
+                    ASSERT_TRUE(same) << "mesh " << i << " lanes " << static_cast<int>(lanes);
+                }
             }
         }
     }
