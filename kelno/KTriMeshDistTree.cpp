@@ -10,8 +10,8 @@
 #include <vector>
 
 #if defined(__linux__)
-#include <stdlib.h>
 #include <sys/mman.h>
+#include <unistd.h>
 #endif
 
 #include "tree/KTriMeshDistTreeData.h"
@@ -31,31 +31,45 @@ namespace TreeDetail {
 
 namespace {
 
-// Blocks at least this large are aligned to it and offered as huge pages.
+// Kept blocks at least this large are mapped on their own, aligned to it, and offered as huge
+// pages.
 const std::size_t kHugePage = std::size_t(2) << 20;
 
-bool hugePages(std::size_t bytes) {
 #if defined(__linux__) && defined(MADV_HUGEPAGE)
-    return bytes >= kHugePage;
-#else
-    (void)bytes;
-    return false;
-#endif
+bool mapped(std::size_t bytes, Memory kind) { return kind == Memory::Kept && bytes >= kHugePage; }
+
+// The length mapped for a block: whole small pages (the tail beyond its last whole huge page
+// stays in small pages).
+std::size_t mappedLength(std::size_t bytes) {
+    static const std::size_t page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    return (bytes + page - 1) / page * page;
 }
+#endif
 
 } // namespace
 
-void* allocateLarge(std::size_t bytes) {
+void* allocateLarge(std::size_t bytes, Memory kind) {
 #if defined(__linux__) && defined(MADV_HUGEPAGE)
-    if (hugePages(bytes)) {
-        void* p = nullptr;
-        if (posix_memalign(&p, kHugePage, bytes) != 0)
+    if (mapped(bytes, kind)) {
+        // With the unaligned head and tail of the mapping given back.
+        const std::size_t length = mappedLength(bytes);
+        void* raw =
+            mmap(nullptr, length + kHugePage, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (raw == MAP_FAILED)
             throw std::bad_alloc();
-        madvise(p, (bytes + kHugePage - 1) & ~(kHugePage - 1), MADV_HUGEPAGE); // a hint only
-        return p;
+        const std::uintptr_t start = reinterpret_cast<std::uintptr_t>(raw);
+        const std::uintptr_t at = (start + kHugePage - 1) & ~std::uintptr_t(kHugePage - 1);
+        if (at > start)
+            munmap(raw, at - start);
+        munmap(reinterpret_cast<void*>(at + length), start + kHugePage - at);
+        // A hint, which the system may refuse.
+        madvise(reinterpret_cast<void*>(at), length & ~(kHugePage - 1), MADV_HUGEPAGE);
+        return reinterpret_cast<void*>(at);
     }
+#else
+    (void)kind;
 #endif
-    // Otherwise the start of the block is kept just before the aligned pointer.
+    // From the heap, the start of the block kept just before the aligned pointer.
     void* raw = std::malloc(bytes + 64 + sizeof(void*));
     if (!raw)
         throw std::bad_alloc();
@@ -65,13 +79,19 @@ void* allocateLarge(std::size_t bytes) {
     return reinterpret_cast<void*>(a);
 }
 
-void freeLarge(void* p, std::size_t bytes) {
+void freeLarge(void* p, std::size_t bytes, Memory kind) {
     if (!p)
         return;
-    if (hugePages(bytes))
-        std::free(p);
-    else
-        std::free(static_cast<void**>(p)[-1]);
+#if defined(__linux__) && defined(MADV_HUGEPAGE)
+    if (mapped(bytes, kind)) {
+        munmap(p, mappedLength(bytes));
+        return;
+    }
+#else
+    (void)bytes;
+    (void)kind;
+#endif
+    std::free(static_cast<void**>(p)[-1]);
 }
 
 } // namespace TreeDetail
@@ -537,37 +557,38 @@ namespace {
 // writes nodes and blocks in depth-first order.
 class Collapser {
   public:
-    Collapser(const BuildNode* bin, const PrimRef* prims, const KTriMesh& mesh, Node* nodes, Block* blocks,
-              BlockVertices* vertices)
-        : m_bin(bin), m_prims(prims), m_mesh(mesh), m_nodes(nodes), m_blocks(blocks), m_vertices(vertices) {}
+    Collapser(const BuildNode* bin, const PrimRef* prims, const KTriMesh& mesh)
+        : m_bin(bin), m_prims(prims), m_mesh(mesh) {}
 
+    // The number of four-wide nodes and of blocks that emit(b) writes (so that the tree's
+    // arrays are allocated at their size: a block of memory that is only partly used would
+    // hold a whole huge page for its last part).
+    void count(int b, int& nodes, int& blocks) const {
+        const BuildNode& bn = m_bin[b];
+        if (bn.left < 0) {
+            blocks += blocksFor(bn.count);
+            return;
+        }
+        ++nodes;
+        int kids[4];
+        const int n = _children(b, kids);
+        for (int k = 0; k < n; ++k)
+            count(kids[k], nodes, blocks);
+    }
+
+    // Writes the subtree of binary node b into these arrays from the current counts on.
+    void into(Node* nodes, Block* blocks, BlockVertices* vertices) {
+        m_nodes = nodes;
+        m_blocks = blocks;
+        m_vertices = vertices;
+    }
     int emit(int b) {
         const BuildNode& bn = m_bin[b];
         if (bn.left < 0)
             return _emitLeaf(bn.begin, bn.count);
         const int index = m_nodeCount++;
-        int kids[4] = {bn.left, bn.right, -1, -1};
-        int n = 2;
-        while (n < 4) {
-            int open = -1;
-            float area = -1.0f;
-            for (int k = 0; k < n; ++k) {
-                const BuildNode& c = m_bin[kids[k]];
-                if (c.left < 0)
-                    continue;
-                const float x = c.hi[0] - c.lo[0], y = c.hi[1] - c.lo[1], z = c.hi[2] - c.lo[2];
-                const float childArea = x * y + y * z + z * x;
-                if (childArea > area) {
-                    area = childArea;
-                    open = k;
-                }
-            }
-            if (open < 0)
-                break;
-            const int l = m_bin[kids[open]].left, r = m_bin[kids[open]].right;
-            kids[open] = l;
-            kids[n++] = r;
-        }
+        int kids[4];
+        const int n = _children(b, kids);
         Node& node = m_nodes[index];
         node.valid = 0;
         for (int k = 0; k < 4; ++k) {
@@ -595,6 +616,37 @@ class Collapser {
     int blockCount() const { return m_blockCount; }
 
   private:
+    // The binary nodes that become the children of b's four-wide node: b's two children, then
+    // the largest inner node among them opened until there are four; returns how many.
+    int _children(int b, int (&kids)[4]) const {
+        const BuildNode& bn = m_bin[b];
+        kids[0] = bn.left;
+        kids[1] = bn.right;
+        kids[2] = kids[3] = -1;
+        int n = 2;
+        while (n < 4) {
+            int open = -1;
+            float area = -1.0f;
+            for (int k = 0; k < n; ++k) {
+                const BuildNode& c = m_bin[kids[k]];
+                if (c.left < 0)
+                    continue;
+                const float x = c.hi[0] - c.lo[0], y = c.hi[1] - c.lo[1], z = c.hi[2] - c.lo[2];
+                const float childArea = x * y + y * z + z * x;
+                if (childArea > area) {
+                    area = childArea;
+                    open = k;
+                }
+            }
+            if (open < 0)
+                break;
+            const int l = m_bin[kids[open]].left, r = m_bin[kids[open]].right;
+            kids[open] = l;
+            kids[n++] = r;
+        }
+        return n;
+    }
+
     int _emitLeaf(int begin, int count) {
         const int first = m_blockCount;
         const int blocks = blocksFor(count);
@@ -630,9 +682,9 @@ class Collapser {
     const BuildNode* m_bin;
     const PrimRef* m_prims;
     const KTriMesh& m_mesh;
-    Node* m_nodes;
-    Block* m_blocks;
-    BlockVertices* m_vertices;
+    Node* m_nodes = nullptr;
+    Block* m_blocks = nullptr;
+    BlockVertices* m_vertices = nullptr;
     int m_nodeCount = 0;
     int m_blockCount = 0;
 };
@@ -692,7 +744,7 @@ void KTriMeshDistTree::set(const KTriMesh& mesh) {
         return;
     }
 
-    AlignedArray<PrimRef> prims;
+    AlignedArray<PrimRef, Memory::Scratch> prims;
     prims.allocate(static_cast<std::size_t>(count));
     {
         int i = 0;
@@ -717,19 +769,29 @@ void KTriMeshDistTree::set(const KTriMesh& mesh) {
 
     // At most 2n - 1 binary nodes; the array is left uninitialised so untouched slots cost no
     // memory pages.
-    AlignedArray<BuildNode> binary;
+    AlignedArray<BuildNode, Memory::Scratch> binary;
     binary.allocate(2 * static_cast<std::size_t>(count));
     Builder builder(prims.data(), binary.data(), m_maxLeafSize, m_binCount);
 #pragma omp parallel if (count >= kParallelBuild)
 #pragma omp single
     builder.build(0, 0, count, 0, boundsOf(prims.data(), 0, count));
 
-    // Node and block counts are not known before collapsing; the bounds below always hold.
-    data->nodes.allocate(static_cast<std::size_t>(count));
-    data->blocks.allocate(static_cast<std::size_t>(count));
-    data->vertices.allocate(static_cast<std::size_t>(count));
-    Collapser collapser(binary.data(), prims.data(), mesh, data->nodes.data(), data->blocks.data(),
-                        data->vertices.data());
+    Collapser collapser(binary.data(), prims.data(), mesh);
+    int nodeCount = 0, blockCount = 0;
+    collapser.count(0, nodeCount, blockCount);
+    static_assert(sizeof(Node) % alignof(Block) == 0 && sizeof(Block) % alignof(BlockVertices) == 0,
+                  "each array starts aligned after the one before");
+    const std::size_t nodeBytes = static_cast<std::size_t>(nodeCount) * sizeof(Node);
+    const std::size_t blockBytes = static_cast<std::size_t>(blockCount) * sizeof(Block);
+    data->memory.allocate(nodeBytes + blockBytes +
+                          static_cast<std::size_t>(blockCount) * sizeof(BlockVertices));
+    char* at = data->memory.data();
+    data->nodes = ArrayView<Node>(reinterpret_cast<Node*>(at), static_cast<std::size_t>(nodeCount));
+    data->blocks =
+        ArrayView<Block>(reinterpret_cast<Block*>(at + nodeBytes), static_cast<std::size_t>(blockCount));
+    data->vertices = ArrayView<BlockVertices>(reinterpret_cast<BlockVertices*>(at + nodeBytes + blockBytes),
+                                              static_cast<std::size_t>(blockCount));
+    collapser.into(data->nodes.data(), data->blocks.data(), data->vertices.data());
     data->root = collapser.emit(0);
     data->nodeCount = collapser.nodeCount();
     data->blockCount = collapser.blockCount();

@@ -209,32 +209,52 @@ inline int overlappingLanes(const Block& blk, const F4 (&lo)[3], const F4 (&hi)[
     return bits(m);
 }
 
-// Large blocks of memory for the tree and its build, aligned to 64 bytes. On Linux a block of
-// 2 MB or more is aligned to 2 MB and offered to the kernel as transparent huge pages (taken
-// where the system allows them, "madvise" or "always"): a build writes every page of its arrays
-// once, and with 4 KB pages the page faults cost more than the build itself on a fresh process
-// (about 4,500 per 100k triangles). Queries also walk the tree at random, and fewer, larger
-// pages keep its addresses in the processor's address cache.
+// Large blocks of memory for the tree and its build, aligned to 64 bytes. Scratch blocks (the
+// build's, freed when it ends) come from the heap, which hands the same pages to the next
+// build. On Linux a kept block of 2 MB or more (the built tree) is mapped on its own, aligned
+// to 2 MB, and its whole 2 MB pages are offered to the kernel as transparent huge pages (taken
+// where the system allows them, "madvise" or "always"): the build writes every page once, and
+// with 4 KB pages their faults cost about as much as the build; queries walk the tree at
+// random, and fewer, larger pages keep its addresses in the processor's address cache. The
+// tail past the last whole huge page keeps small pages, so a block holds no memory beyond its
+// size, and freeing it gives the memory back to the system.
+enum class Memory { Kept, Scratch };
 // The block of `bytes` bytes (throws std::bad_alloc when there is none); freeLarge takes the
-// same size back.
-void* allocateLarge(std::size_t bytes);
-void freeLarge(void* p, std::size_t bytes);
+// same size and kind back.
+void* allocateLarge(std::size_t bytes, Memory kind);
+void freeLarge(void* p, std::size_t bytes, Memory kind);
 
 // Plain aligned array without construction (over-aligned new is not available in C++14); T
 // must be trivial.
-template <class T> class AlignedArray {
+template <class T, Memory kKind = Memory::Kept> class AlignedArray {
   public:
     AlignedArray() = default;
     AlignedArray(const AlignedArray&) = delete;
     AlignedArray& operator=(const AlignedArray&) = delete;
-    ~AlignedArray() { freeLarge(m_data, m_size * sizeof(T)); }
+    ~AlignedArray() { freeLarge(m_data, m_size * sizeof(T), kKind); }
     void allocate(std::size_t n) {
-        freeLarge(m_data, m_size * sizeof(T));
+        freeLarge(m_data, m_size * sizeof(T), kKind);
         m_data = nullptr;
         m_size = 0;
-        m_data = static_cast<T*>(allocateLarge(n * sizeof(T)));
+        m_data = static_cast<T*>(allocateLarge(n * sizeof(T), kKind));
         m_size = n;
     }
+    T* data() { return m_data; }
+    const T* data() const { return m_data; }
+    T& operator[](std::size_t i) { return m_data[i]; }
+    const T& operator[](std::size_t i) const { return m_data[i]; }
+    std::size_t size() const { return m_size; }
+
+  private:
+    T* m_data = nullptr;
+    std::size_t m_size = 0;
+};
+
+// An array inside memory held elsewhere.
+template <class T> class ArrayView {
+  public:
+    ArrayView() = default;
+    ArrayView(T* data, std::size_t size) : m_data(data), m_size(size) {}
     T* data() { return m_data; }
     const T* data() const { return m_data; }
     T& operator[](std::size_t i) { return m_data[i]; }
@@ -249,9 +269,11 @@ template <class T> class AlignedArray {
 } // namespace TreeDetail
 
 struct KTriMeshDistTree::Data {
-    TreeDetail::AlignedArray<TreeDetail::Node> nodes;
-    TreeDetail::AlignedArray<TreeDetail::Block> blocks;
-    TreeDetail::AlignedArray<TreeDetail::BlockVertices> vertices;
+    // One block of memory holding the nodes, then the blocks, then the blocks' vertex indices.
+    TreeDetail::AlignedArray<char> memory;
+    TreeDetail::ArrayView<TreeDetail::Node> nodes;
+    TreeDetail::ArrayView<TreeDetail::Block> blocks;
+    TreeDetail::ArrayView<TreeDetail::BlockVertices> vertices;
     int nodeCount = 0;
     int blockCount = 0;
     int root = 0;
