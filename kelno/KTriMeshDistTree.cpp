@@ -34,15 +34,21 @@ namespace {
 // Kept blocks at least this large are mapped on their own, aligned to it, and offered as huge
 // pages.
 const std::size_t kHugePage = std::size_t(2) << 20;
+// Scratch blocks this large too: the C library maps blocks above 32 MB afresh on every request
+// instead of reusing heap pages, and then small pages fault in at every build.
+const std::size_t kLargeScratch = std::size_t(32) << 20;
 
 #if defined(__linux__) && defined(MADV_HUGEPAGE)
-bool mapped(std::size_t bytes, Memory kind) { return kind == Memory::Kept && bytes >= kHugePage; }
+bool mapped(std::size_t bytes, Memory kind) {
+    return bytes >= (kind == Memory::Kept ? kHugePage : kLargeScratch);
+}
 
-// The length mapped for a block: whole small pages (the tail beyond its last whole huge page
-// stays in small pages).
-std::size_t mappedLength(std::size_t bytes) {
+// The length mapped for a block: whole small pages for a kept block (its tail beyond its last
+// whole huge page stays in small pages), whole huge pages for scratch (freed soon).
+std::size_t mappedLength(std::size_t bytes, Memory kind) {
     static const std::size_t page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-    return (bytes + page - 1) / page * page;
+    const std::size_t unit = kind == Memory::Kept ? page : kHugePage;
+    return (bytes + unit - 1) / unit * unit;
 }
 #endif
 
@@ -52,7 +58,7 @@ void* allocateLarge(std::size_t bytes, Memory kind) {
 #if defined(__linux__) && defined(MADV_HUGEPAGE)
     if (mapped(bytes, kind)) {
         // With the unaligned head and tail of the mapping given back.
-        const std::size_t length = mappedLength(bytes);
+        const std::size_t length = mappedLength(bytes, kind);
         void* raw =
             mmap(nullptr, length + kHugePage, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         if (raw == MAP_FAILED)
@@ -84,7 +90,7 @@ void freeLarge(void* p, std::size_t bytes, Memory kind) {
         return;
 #if defined(__linux__) && defined(MADV_HUGEPAGE)
     if (mapped(bytes, kind)) {
-        munmap(p, mappedLength(bytes));
+        munmap(p, mappedLength(bytes, kind));
         return;
     }
 #else

@@ -217,7 +217,8 @@ inline int overlappingLanes(const Block& blk, const F4 (&lo)[3], const F4 (&hi)[
 // with 4 KB pages their faults cost about as much as the build; queries walk the tree at
 // random, and fewer, larger pages keep its addresses in the processor's address cache. The
 // tail past the last whole huge page keeps small pages, so a block holds no memory beyond its
-// size, and freeing it gives the memory back to the system.
+// size, and freeing it gives the memory back to the system. Scratch blocks of 32 MB or more,
+// which the heap would map afresh every time, are mapped the same way, whole huge pages.
 enum class Memory { Kept, Scratch };
 // The block of `bytes` bytes (throws std::bad_alloc when there is none); freeLarge takes the
 // same size and kind back.
