@@ -16,13 +16,31 @@
 
 #include "tree/KTriMeshDistTreeData.h"
 
-// Eight- and sixteen-lane walks for processors with AVX2 and AVX-512, chosen at run time (GCC
-// and Clang on x86).
-#if KELNO_TREE_SSE && (defined(__GNUC__) || defined(__clang__)) && (defined(__x86_64__) || defined(__i386__))
+// Eight- and sixteen-lane walks for processors with AVX2 and AVX-512, chosen at run time, where
+// the compiler offers AVX-512 intrinsics inside a target region and can test the processor for
+// them: GCC 5 and later, and Clang 9 and later (Apple's 12), on x86. Older compilers (GCC 4.8,
+// Xcode 7's Clang, which has no "#pragma clang attribute") and MSVC build the four-lane walk
+// only; -DKELNO_TREE_WIDE=0 does the same anywhere.
+#ifndef KELNO_TREE_WIDE
+#if defined(__clang__)
+#if defined(__apple_build_version__)
+#define KELNO_TREE_WIDE_COMPILER (__clang_major__ >= 12)
+#else
+#define KELNO_TREE_WIDE_COMPILER (__clang_major__ >= 9)
+#endif
+#elif defined(__GNUC__) && !defined(__INTEL_COMPILER)
+#define KELNO_TREE_WIDE_COMPILER (__GNUC__ >= 5)
+#else
+#define KELNO_TREE_WIDE_COMPILER 0
+#endif
+#if KELNO_TREE_SSE && KELNO_TREE_WIDE_COMPILER && (defined(__x86_64__) || defined(__i386__))
 #define KELNO_TREE_WIDE 1
-#include <immintrin.h>
 #else
 #define KELNO_TREE_WIDE 0
+#endif
+#endif
+#if KELNO_TREE_WIDE
+#include <immintrin.h>
 #endif
 
 namespace Kelno {
