@@ -19,10 +19,12 @@
 // Eight- and sixteen-lane walks for processors with AVX2 and AVX-512, chosen at run time, where
 // the compiler offers AVX-512 intrinsics inside a target region and can test the processor for
 // them: GCC 5 and later, and Clang 9 and later (Apple's 12), on x86. Older compilers (GCC 4.8,
-// Xcode 7's Clang, which has no "#pragma clang attribute") and MSVC build the four-lane walk
-// only; -DKELNO_TREE_WIDE=0 does the same anywhere.
+// Xcode 7's Clang, which has no "#pragma clang attribute") and the Windows compilers build the
+// four-lane walk only; -DKELNO_TREE_WIDE=0 does the same anywhere.
 #ifndef KELNO_TREE_WIDE
-#if defined(__clang__)
+#if defined(__clang__) && defined(_MSC_VER)
+#define KELNO_TREE_WIDE_COMPILER 0 // clang-cl: no run-time processor test without compiler-rt
+#elif defined(__clang__)
 #if defined(__apple_build_version__)
 #define KELNO_TREE_WIDE_COMPILER (__clang_major__ >= 12)
 #else
